@@ -1,0 +1,103 @@
+// Raster image: one of five element types, one or more frames stored planar.
+#ifndef KLUTEIDA_IMAGE_TIMAGE_H
+#define KLUTEIDA_IMAGE_TIMAGE_H
+
+#include "image/tcomplex.h"
+#include "image/tpoint.h"
+
+class TMatrix;
+class TMask;
+
+// Status of the last image read: 1 success, 3 open failure, 4 allocation
+// failure, 5 short read, 6 short pixel data, 7 unknown extension, 10 bad "uml"
+// magic or version.
+extern int error;
+
+// Pixel type codes.
+enum : unsigned char {
+  kTypeDouble = 2,
+  kTypeFloat = 5,
+  kTypeComplex = 6,
+  kTypeByte = 8,
+  kTypeShort = 9,
+};
+
+// Element (x, y) of frame f sits at element index (f * height + y) * width + x
+// of `data`, in the host byte order. The image owns `data` and releases it with
+// free(): a buffer handed to the in-memory constructor must come from malloc or
+// calloc.
+class TImage {
+ public:
+  unsigned short width;
+  unsigned short height;
+  unsigned char type;
+  unsigned short frames;
+  char comment[256];
+  unsigned short pallette;
+  unsigned char itype;
+  int offset_x;
+  int offset_y;
+  unsigned char* data;
+  unsigned char* red;  // planes of an 8-bit three-frame image, not owned
+  unsigned char* green;
+  unsigned char* blue;
+
+  // Reads an image file; the format follows from the extension. Any failure
+  // ends the process.
+  explicit TImage(const char* name);
+  // Reads a raw single-frame file of known geometry after skipping `skip` bytes.
+  TImage(const char* name, int width, int height, unsigned char type, unsigned short frames,
+         int skip);
+  // An image in memory: a null `data` gets a zero-filled buffer, otherwise the
+  // image adopts `data`.
+  TImage(unsigned short width, unsigned short height, unsigned char type, unsigned short frames,
+         unsigned char* data, int offset_x, int offset_y);
+  TImage(const TImage& other);
+  TImage& operator=(const TImage&) = delete;
+  virtual ~TImage();
+
+  virtual void Initialize();
+  virtual unsigned char Type() const { return type; }
+  virtual unsigned char IType() const { return itype; }
+
+  int BytesPerPixel() const;
+  unsigned FrameSize() const;
+  unsigned Size() const;
+  unsigned short Width() const { return width; }
+  unsigned short Height() const { return height; }
+
+  // One element of frame `band` at (x, y) of the enclosing raster, copied into
+  // `value` (8 bytes hold any type). 0 outside the image or for a band that the
+  // image does not have, 1 when read.
+  int GetIntensity(int x, int y, unsigned char* value, int band);
+
+  // Element reads and writes: the plain forms take coordinates of the
+  // enclosing raster, the Direct forms local ones. 1 done, 0 outside.
+  int GetIntensity(int x, int y, unsigned char* value);
+  int GetIntensityDirect(int x, int y, unsigned char* value);
+  int GetIntensityDirect(int x, int y, unsigned char* value, int band);
+  int GetIntensity(TPoint& p, unsigned char* value);
+  int SetIntensity(int x, int y, const unsigned char* value);
+  int SetIntensityDirect(int x, int y, const unsigned char* value);
+  int SetIntensity(int x, int y, const unsigned char* value, int band);
+  int SetIntensityDirect(int x, int y, const unsigned char* value, int band);
+  int SetIntensity(TPoint& p, const unsigned char* value);
+
+  // Bilinear read between the four neighbours; 0 at the last row or column.
+  int GetSubPixelIntensity(double x, double y, unsigned char* value);
+  int GetSubPixelIntensity(double x, double y, unsigned char* value, int band);
+  int Average(unsigned char* value);
+  int Threshold(unsigned char* value);
+
+  // Window of the matrix's size centred on (x, y) of frame `band`.
+  int GetWindow(int x, int y, TMatrix* window, int band);
+  // Window of the mask's size; 8-bit images only (0 for other types).
+  int GetWindow(int x, int y, TMask* window, int band);
+  void GetWindowMedian(int x, int y, int w, int h, unsigned char* value, int band);
+};
+
+// Reads the ".dim" file `name`: width and height, and the offsets from an
+// optional second line. 0 when the file cannot be opened, else 1.
+int GetImaDim(const char* name, int* width, int* height, int* offset_x, int* offset_y);
+
+#endif  // KLUTEIDA_IMAGE_TIMAGE_H

@@ -1,0 +1,20 @@
+// kluteida: stereo photogrammetry library. Includes every public header.
+#ifndef KLUTEIDA_H
+#define KLUTEIDA_H
+
+#include "util/compare.h"
+#include "util/error_msg.h"
+#include "util/find_flag.h"
+#include "util/nomfic.h"
+#include "util/testtiff.h"
+
+#include "math/tmatrix.h"
+
+#include "image/median.h"
+#include "image/tcolor.h"
+#include "image/tcomplex.h"
+#include "image/timage.h"
+#include "image/tmask.h"
+#include "image/tpoint.h"
+
+#endif  // KLUTEIDA_H
