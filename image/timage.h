@@ -100,4 +100,6 @@ class TImage {
 // optional second line. 0 when the file cannot be opened, else 1.
 int GetImaDim(const char* name, int* width, int* height, int* offset_x, int* offset_y);
 
+#include "image/timage_inline.h"  // the Direct element reads and writes
+
 #endif  // KLUTEIDA_IMAGE_TIMAGE_H
