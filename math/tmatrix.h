@@ -22,13 +22,13 @@ class TMatrix {
   TMatrix(const TMatrix& other);
   ~TMatrix();
 
-  int Set(int r, int c, double v);         // 100 outside, 1 stored
+  int Set(int r, int c, double v);           // 100 outside, 1 stored
   int Get(int r, int c, double* out) const;  // 100 outside, 1 read
   int Clear();
   int Plus(double v);
   void InitFromFile(std::FILE* f);
   int Dump(const char* path) const;  // 0 when the file cannot be created, else 1
-  int Dump(std::FILE* f) const;      // element lines only; returns 1
+  int Dump(std::FILE* f) const;      // element lines only; 1 (0 for a null stream)
   void Insert(const TMatrix& src, int row0, int col0, int rows, int cols);
 
   TMatrix* operator*(const TMatrix& b) const;

@@ -208,6 +208,11 @@ TEST(MatrixAlgebra, InverseOfSmallCases) {
   EXPECT_EQ(TMatrix(3, 3).Inverse(), nullptr);
   EXPECT_EQ(Make(3, 3, {1, 0, 2, 3, 0, 4, 5, 0, 6}).Inverse(), nullptr);
   EXPECT_EQ(Make(2, 2, {1, 2, 0, 0}).Inverse(), nullptr);
+
+  // NaN elements offer no pivot: the elimination still stays inside the matrix.
+  std::unique_ptr<TMatrix> nan(Make(2, 2, {kNaN, kNaN, kNaN, kNaN}).Inverse());
+  ASSERT_NE(nan, nullptr);
+  for (double v : Elements(*nan)) EXPECT_TRUE(std::isnan(v));
 }
 
 TEST(MatrixAlgebra, InversePivotIsTheLastLargestMagnitude) {
