@@ -8,6 +8,15 @@
 #include "util/nomfic.h"
 #include "util/testtiff.h"
 
+#include "geometry/overlap.h"
+#include "geometry/planar.h"
+#include "geometry/tbox.h"
+#include "geometry/tcoord.h"
+#include "geometry/tcoordbuffer.h"
+#include "geometry/tpoint3d.h"
+#include "geometry/tpointfilm.h"
+#include "geometry/tpointimg.h"
+
 #include "math/tmatrix.h"
 
 #include "image/median.h"
