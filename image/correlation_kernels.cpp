@@ -1,0 +1,303 @@
+#include "image/correlation_kernels.h"
+
+#include <immintrin.h>
+
+#include <cmath>
+
+// Every sum below is the plain left-to-right sum of the described order, one
+// rounding per operation: the order of the sums is part of the result, and
+// products are never fused with the additions.
+
+namespace correlation {
+namespace {
+
+// ---------------------------------------------------------------- plain form
+
+void NormalizePortable(const double* strip, size_t strip_stride, int k, size_t count, double* elems,
+                       size_t stride, double* sigma) {
+  const double kk = static_cast<double>(k * k);
+  for (size_t j = 0; j < count; ++j) {
+    double sum = 0.0;
+    for (int r = 0; r < k; ++r) {
+      for (int c = 0; c < k; ++c) sum = sum + strip[r * strip_stride + j + c];
+    }
+    const double avg = sum / kk;
+    double squares = 0.0;
+    size_t i = 0;
+    for (int r = 0; r < k; ++r) {
+      for (int c = 0; c < k; ++c, ++i) {
+        const double e = strip[r * strip_stride + j + c] - avg;
+        elems[i * stride + j] = e;
+        squares = squares + e * e;
+      }
+    }
+    sigma[j] = std::sqrt(squares / kk);
+  }
+}
+
+void ScorePortable(const WindowRowView& a, size_t a0, const WindowRowView& b, size_t b0, int chunks,
+                   double divisor, double* out) {
+  const size_t n = static_cast<size_t>(chunks) * kLanes;
+  for (size_t t = 0; t < n; ++t) {
+    double acc[kLanes] = {};
+    const double* pa = a.elems + a0;
+    const double* pb = b.elems + b0 + t;
+    for (int i = 0; i < a.kk; ++i, pa += a.stride, pb += b.stride) {
+      for (int l = 0; l < kLanes; ++l) acc[l] = acc[l] + pb[l] * pa[l];
+    }
+    for (int l = 0; l < kLanes; ++l) {
+      out[t * kLanes + l] = acc[l] / (a.sigma[a0 + l] * b.sigma[b0 + t + l] * divisor);
+    }
+  }
+}
+
+// The comparisons of Median(a, b, c), made in its order.
+inline double Median3(double a, double b, double c) {
+  if (b >= a) {
+    if (a > c) return a;
+    return b < c ? b : c;
+  }
+  if (c > a) return a;
+  return b >= c ? b : c;
+}
+
+void Median3Portable(const double* s0, const double* s1, const double* s2, size_t count,
+                     double* out) {
+  for (size_t i = 0; i < count; ++i) out[i] = Median3(s0[i], s1[i], s2[i]);
+}
+
+void ScanPortable(const double* curve, int count, double first, double* best, double* index) {
+  for (int k = 0; k < count; ++k) {
+    for (int l = 0; l < kLanes; ++l) {
+      const double v = curve[k * kLanes + l];
+      if (v > best[l]) {
+        best[l] = v;
+        index[l] = first + k;
+      }
+    }
+  }
+}
+
+// ------------------------------------------------------------------- AVX2
+
+#define KLUTEIDA_AVX2 __attribute__((target("avx2")))
+
+KLUTEIDA_AVX2 void NormalizeAvx2(const double* strip, size_t strip_stride, int k, size_t count,
+                                 double* elems, size_t stride, double* sigma) {
+  const __m256d kk = _mm256_set1_pd(static_cast<double>(k * k));
+  for (size_t j = 0; j < count; j += 4) {
+    __m256d sum = _mm256_setzero_pd();
+    for (int r = 0; r < k; ++r) {
+      const double* p = strip + r * strip_stride + j;
+      for (int c = 0; c < k; ++c) sum = _mm256_add_pd(sum, _mm256_loadu_pd(p + c));
+    }
+    const __m256d avg = _mm256_div_pd(sum, kk);
+    __m256d squares = _mm256_setzero_pd();
+    size_t i = 0;
+    for (int r = 0; r < k; ++r) {
+      const double* p = strip + r * strip_stride + j;
+      for (int c = 0; c < k; ++c, ++i) {
+        const __m256d e = _mm256_sub_pd(_mm256_loadu_pd(p + c), avg);
+        _mm256_storeu_pd(elems + i * stride + j, e);
+        squares = _mm256_add_pd(squares, _mm256_mul_pd(e, e));
+      }
+    }
+    _mm256_storeu_pd(sigma + j, _mm256_sqrt_pd(_mm256_div_pd(squares, kk)));
+  }
+}
+
+KLUTEIDA_AVX2 void ScoreAvx2(const WindowRowView& a, size_t a0, const WindowRowView& b, size_t b0,
+                             int chunks, double divisor, double* out) {
+  const __m256d kk = _mm256_set1_pd(divisor);
+  for (int half = 0; half < 2; ++half) {
+    const size_t ah = a0 + 4 * half;
+    const __m256d sa = _mm256_loadu_pd(a.sigma + ah);
+    for (int chunk = 0; chunk < chunks; ++chunk) {
+      const size_t bh = b0 + static_cast<size_t>(chunk) * kLanes + 4 * half;
+      __m256d acc[kLanes];
+#pragma GCC unroll 8
+      for (int t = 0; t < kLanes; ++t) acc[t] = _mm256_setzero_pd();
+      const double* pa = a.elems + ah;
+      const double* pb = b.elems + bh;
+      for (int i = 0; i < a.kk; ++i, pa += a.stride, pb += b.stride) {
+        const __m256d va = _mm256_loadu_pd(pa);
+#pragma GCC unroll 8
+        for (int t = 0; t < kLanes; ++t) {
+          acc[t] = _mm256_add_pd(acc[t], _mm256_mul_pd(_mm256_loadu_pd(pb + t), va));
+        }
+      }
+      double* o = out + static_cast<size_t>(chunk) * kLanes * kLanes + 4 * half;
+#pragma GCC unroll 8
+      for (int t = 0; t < kLanes; ++t) {
+        const __m256d den = _mm256_mul_pd(_mm256_mul_pd(sa, _mm256_loadu_pd(b.sigma + bh + t)), kk);
+        _mm256_storeu_pd(o + t * kLanes, _mm256_div_pd(acc[t], den));
+      }
+    }
+  }
+}
+
+KLUTEIDA_AVX2 inline __m256d Median3Avx2(__m256d a, __m256d b, __m256d c) {
+  // blendv(x, y, m) takes y where m is set.
+  const __m256d first = _mm256_blendv_pd(_mm256_blendv_pd(c, b, _mm256_cmp_pd(b, c, _CMP_LT_OQ)), a,
+                                         _mm256_cmp_pd(a, c, _CMP_GT_OQ));
+  const __m256d second = _mm256_blendv_pd(_mm256_blendv_pd(c, b, _mm256_cmp_pd(b, c, _CMP_GE_OQ)),
+                                          a, _mm256_cmp_pd(c, a, _CMP_GT_OQ));
+  return _mm256_blendv_pd(second, first, _mm256_cmp_pd(b, a, _CMP_GE_OQ));
+}
+
+KLUTEIDA_AVX2 void Median3OfAvx2(const double* s0, const double* s1, const double* s2, size_t count,
+                                 double* out) {
+  for (size_t i = 0; i < count; i += 4) {
+    _mm256_storeu_pd(out + i, Median3Avx2(_mm256_loadu_pd(s0 + i), _mm256_loadu_pd(s1 + i),
+                                          _mm256_loadu_pd(s2 + i)));
+  }
+}
+
+KLUTEIDA_AVX2 void ScanAvx2(const double* curve, int count, double first, double* best,
+                            double* index) {
+  for (int half = 0; half < 2; ++half) {
+    __m256d b = _mm256_loadu_pd(best + 4 * half);
+    __m256d idx = _mm256_loadu_pd(index + 4 * half);
+    for (int k = 0; k < count; ++k) {
+      const __m256d v = _mm256_loadu_pd(curve + k * kLanes + 4 * half);
+      const __m256d m = _mm256_cmp_pd(v, b, _CMP_GT_OQ);
+      b = _mm256_blendv_pd(b, v, m);
+      idx = _mm256_blendv_pd(idx, _mm256_set1_pd(first + k), m);
+    }
+    _mm256_storeu_pd(best + 4 * half, b);
+    _mm256_storeu_pd(index + 4 * half, idx);
+  }
+}
+
+// ----------------------------------------------------------------- AVX-512
+
+#define KLUTEIDA_AVX512 __attribute__((target("avx512f")))
+
+KLUTEIDA_AVX512 void NormalizeAvx512(const double* strip, size_t strip_stride, int k, size_t count,
+                                     double* elems, size_t stride, double* sigma) {
+  const __m512d kk = _mm512_set1_pd(static_cast<double>(k * k));
+  for (size_t j = 0; j < count; j += 8) {
+    __m512d sum = _mm512_setzero_pd();
+    for (int r = 0; r < k; ++r) {
+      const double* p = strip + r * strip_stride + j;
+      for (int c = 0; c < k; ++c) sum = _mm512_add_pd(sum, _mm512_loadu_pd(p + c));
+    }
+    const __m512d avg = _mm512_div_pd(sum, kk);
+    __m512d squares = _mm512_setzero_pd();
+    size_t i = 0;
+    for (int r = 0; r < k; ++r) {
+      const double* p = strip + r * strip_stride + j;
+      for (int c = 0; c < k; ++c, ++i) {
+        const __m512d e = _mm512_sub_pd(_mm512_loadu_pd(p + c), avg);
+        _mm512_storeu_pd(elems + i * stride + j, e);
+        squares = _mm512_add_pd(squares, _mm512_mul_pd(e, e));
+      }
+    }
+    // The zero-masked form of the square root (all lanes kept) avoids a
+    // spurious uninitialised-value warning of the plain form's header.
+    _mm512_storeu_pd(sigma + j, _mm512_maskz_sqrt_pd(0xFF, _mm512_div_pd(squares, kk)));
+  }
+}
+
+KLUTEIDA_AVX512 void ScoreAvx512(const WindowRowView& a, size_t a0, const WindowRowView& b,
+                                 size_t b0, int chunks, double divisor, double* out) {
+  const __m512d kk = _mm512_set1_pd(divisor);
+  const __m512d sa = _mm512_loadu_pd(a.sigma + a0);
+  for (int chunk = 0; chunk < chunks; ++chunk) {
+    const size_t bc = b0 + static_cast<size_t>(chunk) * kLanes;
+    __m512d acc[kLanes];
+#pragma GCC unroll 8
+    for (int t = 0; t < kLanes; ++t) acc[t] = _mm512_setzero_pd();
+    const double* pa = a.elems + a0;
+    const double* pb = b.elems + bc;
+    for (int i = 0; i < a.kk; ++i, pa += a.stride, pb += b.stride) {
+      const __m512d va = _mm512_loadu_pd(pa);
+#pragma GCC unroll 8
+      for (int t = 0; t < kLanes; ++t) {
+        acc[t] = _mm512_add_pd(acc[t], _mm512_mul_pd(_mm512_loadu_pd(pb + t), va));
+      }
+    }
+    double* o = out + static_cast<size_t>(chunk) * kLanes * kLanes;
+#pragma GCC unroll 8
+    for (int t = 0; t < kLanes; ++t) {
+      const __m512d den = _mm512_mul_pd(_mm512_mul_pd(sa, _mm512_loadu_pd(b.sigma + bc + t)), kk);
+      _mm512_storeu_pd(o + t * kLanes, _mm512_div_pd(acc[t], den));
+    }
+  }
+}
+
+KLUTEIDA_AVX512 void Median3OfAvx512(const double* s0, const double* s1, const double* s2,
+                                     size_t count, double* out) {
+  for (size_t i = 0; i < count; i += 8) {
+    const __m512d a = _mm512_loadu_pd(s0 + i);
+    const __m512d b = _mm512_loadu_pd(s1 + i);
+    const __m512d c = _mm512_loadu_pd(s2 + i);
+    // mask_blend(m, x, y) takes y where m is set.
+    const __m512d first =
+        _mm512_mask_blend_pd(_mm512_cmp_pd_mask(a, c, _CMP_GT_OQ),
+                             _mm512_mask_blend_pd(_mm512_cmp_pd_mask(b, c, _CMP_LT_OQ), c, b), a);
+    const __m512d second =
+        _mm512_mask_blend_pd(_mm512_cmp_pd_mask(c, a, _CMP_GT_OQ),
+                             _mm512_mask_blend_pd(_mm512_cmp_pd_mask(b, c, _CMP_GE_OQ), c, b), a);
+    _mm512_storeu_pd(out + i,
+                     _mm512_mask_blend_pd(_mm512_cmp_pd_mask(b, a, _CMP_GE_OQ), second, first));
+  }
+}
+
+KLUTEIDA_AVX512 void ScanAvx512(const double* curve, int count, double first, double* best,
+                                double* index) {
+  __m512d b = _mm512_loadu_pd(best);
+  __m512d idx = _mm512_loadu_pd(index);
+  for (int k = 0; k < count; ++k) {
+    const __m512d v = _mm512_loadu_pd(curve + k * kLanes);
+    const __mmask8 m = _mm512_cmp_pd_mask(v, b, _CMP_GT_OQ);
+    b = _mm512_mask_blend_pd(m, b, v);
+    idx = _mm512_mask_blend_pd(m, idx, _mm512_set1_pd(first + k));
+  }
+  _mm512_storeu_pd(best, b);
+  _mm512_storeu_pd(index, idx);
+}
+
+const Kernels kPortable = {NormalizePortable, ScorePortable, Median3Portable, ScanPortable};
+const Kernels kAvx2 = {NormalizeAvx2, ScoreAvx2, Median3OfAvx2, ScanAvx2};
+const Kernels kAvx512 = {NormalizeAvx512, ScoreAvx512, Median3OfAvx512, ScanAvx512};
+
+KernelLevel DetectLevel() {
+  __builtin_cpu_init();
+  if (__builtin_cpu_supports("avx512f")) return KernelLevel::kAvx512;
+  if (__builtin_cpu_supports("avx2")) return KernelLevel::kAvx2;
+  return KernelLevel::kPortable;
+}
+
+const Kernels* active = nullptr;
+
+}  // namespace
+
+KernelLevel BestKernelLevel() {
+  static const KernelLevel level = DetectLevel();
+  return level;
+}
+
+const Kernels& KernelsFor(KernelLevel level) {
+  switch (level) {
+    case KernelLevel::kAvx512:
+      return kAvx512;
+    case KernelLevel::kAvx2:
+      return kAvx2;
+    default:
+      return kPortable;
+  }
+}
+
+const Kernels& ActiveKernels() {
+  if (active == nullptr) active = &KernelsFor(BestKernelLevel());
+  return *active;
+}
+
+bool SetKernelLevel(KernelLevel level) {
+  if (static_cast<int>(level) > static_cast<int>(BestKernelLevel())) return false;
+  active = &KernelsFor(level);
+  return true;
+}
+
+}  // namespace correlation
