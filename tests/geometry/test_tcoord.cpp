@@ -1,11 +1,13 @@
 // The coordinate raster: its file pair, pixel access, extent and saving.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <climits>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -267,6 +269,33 @@ TEST(CoordMemory, ConstructionAndStoring) {
     const Xyz3 last = s.w16 && s.h16 ? Xyz3{0, 0, 0} : Xyz3{-9999, -9999, -9999};
     EXPECT_EQ(Xyz(n.GetCoord(s.w16 - 1, s.h16 - 1)), last);
   }
+}
+
+TEST(CoordMemory, AllocationFailureEndsTheProcess) {
+#if defined(__SANITIZE_ADDRESS__)
+  GTEST_SKIP() << "the address sanitizer does not let an allocation fail quietly";
+#endif
+  TempDir dir;
+  const std::string text = dir.file("huge.txt");
+  WriteFile(text, "65535 65535\n1 2 3\n");
+  // 65535 x 65535 elements need 48 GiB; the child may have 4 GiB of address space.
+  auto limited = [](const std::function<void()>& body) {
+    return RunInChild([&] {
+      std::setvbuf(stdout, nullptr, _IONBF, 0);
+      const rlimit limit{rlim_t{4} << 30, rlim_t{4} << 30};
+      if (setrlimit(RLIMIT_AS, &limit) != 0) std::exit(3);
+      body();
+    });
+  };
+  auto r = limited([] { TCoord c(65535, 65535, 0, TPoint3Di(), 0, 0); });
+  EXPECT_EQ(r.status, 255);
+  EXPECT_EQ(r.out, std::string(" ER_MEM_ALLOC") + kDeath);
+  r = limited([&] {
+    TCoord c(1, 1, 0, TPoint3Di(), 0, 0);
+    c.Initialize(text.c_str());
+  });
+  EXPECT_EQ(r.status, 255);
+  EXPECT_EQ(r.out, "Opening file " + text + "... ER_MEM_ALLOC" + kDeath);
 }
 
 // Elements of a 3 x 2 raster, row by row, used with two offsets and origins.
