@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <initializer_list>
 
 namespace {
 
@@ -11,13 +12,19 @@ constexpr char kDigitPairs[] =
     "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
     "8081828384858687888990919293949596979899";
 
-// The decimal text of every colour byte, as "%d" writes it.
+// The decimal text of every colour byte, as "%d" writes it, and the end of
+// the line of every grey colour, " v v v\n".
 struct ByteTexts {
   char text[256][4];
   unsigned char length[256];
+  char grey[256][16];
+  unsigned char grey_length[256];
   ByteTexts() {
-    for (int v = 0; v < 256; ++v)
+    for (int v = 0; v < 256; ++v) {
       length[v] = static_cast<unsigned char>(std::snprintf(text[v], 4, "%d", v));
+      grey_length[v] =
+          static_cast<unsigned char>(std::snprintf(grey[v], 16, " %d %d %d\n", v, v, v));
+    }
   }
 };
 const ByteTexts kByteTexts;
@@ -115,14 +122,12 @@ PointLineFormatter::PointLineFormatter() {
   // sits: a lookup compares the key.
   Entry zero{};
   zero.length = static_cast<unsigned char>(FormatFixed6(0.0f, zero.text) - zero.text);
-  for (Entry& slot : slots_) slot = zero;
+  for (Table* table : {&x_, &y_, &z_})
+    for (Entry& slot : *table) slot = zero;
 }
 
-char* PointLineFormatter::Coordinate(int v, char* out) {
-  // Neighbouring values land in neighbouring slots; the multiplier spreads the
-  // high bits so that x, y and z of one terrain seldom meet.
-  const std::uint32_t u = static_cast<std::uint32_t>(v);
-  Entry& slot = slots_[(u ^ ((u >> 12) * 0x9E3779B1u)) & (kSlots - 1)];
+char* PointLineFormatter::Coordinate(Table& table, int v, char* out) {
+  Entry& slot = table[static_cast<unsigned>(v) & (kSlots - 1)];
   if (slot.key != v) {
     slot.key = v;
     slot.length =
@@ -133,11 +138,15 @@ char* PointLineFormatter::Coordinate(int v, char* out) {
 }
 
 char* PointLineFormatter::Format(int x, int y, int z, const unsigned char rgb[3], char* out) {
-  out = Coordinate(x, out);
+  out = Coordinate(x_, x, out);
   *out++ = ' ';
-  out = Coordinate(y, out);
+  out = Coordinate(y_, y, out);
   *out++ = ' ';
-  out = Coordinate(z, out);
+  out = Coordinate(z_, z, out);
+  if (rgb[0] == rgb[1] && rgb[1] == rgb[2]) {
+    std::memcpy(out, kByteTexts.grey[rgb[0]], 16);
+    return out + kByteTexts.grey_length[rgb[0]];
+  }
   *out++ = ' ';
   out = AppendByte(rgb[0], out);
   *out++ = ' ';

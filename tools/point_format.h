@@ -32,8 +32,9 @@ inline float CentimetresToMetres(int v) { return static_cast<float>(v) / 100.0f;
 // must have kPointLineRoom bytes.
 char* FormatPointLine(int x, int y, int z, const unsigned char rgb[3], char* out);
 
-// The same line, with the text of recent coordinate values kept in a small
-// direct-mapped table: rasters repeat their x, y and z values a lot.
+// The same line, with the text of recent coordinate values kept in small
+// direct-mapped tables, one per component: along a raster's rows x changes
+// steadily, y hardly ever, z within a narrow range, so most values come back.
 class PointLineFormatter {
  public:
   PointLineFormatter();
@@ -45,11 +46,12 @@ class PointLineFormatter {
     unsigned char length;
     char text[19];
   };
-  static constexpr unsigned kSlots = 4096;
+  static constexpr unsigned kSlots = 4096;  // per component, indexed by the low bits
+  using Table = Entry[kSlots];
 
-  char* Coordinate(int v, char* out);
+  static char* Coordinate(Table& table, int v, char* out);
 
-  Entry slots_[kSlots];
+  Table x_, y_, z_;
 };
 
 #endif  // KLUTEIDA_TOOLS_POINT_FORMAT_H
