@@ -1,0 +1,262 @@
+// Cost of the point-cloud export on a 2000 x 2000 raster whose pixels are all
+// valid, with a grey image: the whole kluteida run against writing the same
+// bytes with one fwrite and against one fprintf per point, the peak memory of
+// the run, and the line formatters on their own.
+//
+// usage: bench_export [kluteida binary]
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <string>
+#include <vector>
+
+#include "geometry/tcoord.h"
+#include "image/timage.h"
+#include "tools/export.h"
+#include "tools/point_format.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kSize = 2000;
+constexpr int kRepeats = 3;
+
+using Clock = std::chrono::steady_clock;
+
+double Seconds(Clock::time_point from) {
+  return std::chrono::duration<double>(Clock::now() - from).count();
+}
+
+// Best of kRepeats runs of `body`, in seconds; `prepare` runs untimed before
+// each (it removes the output of the previous run: every run writes a new file).
+double Best(
+    const std::function<void()>& body, const std::function<void()>& prepare = [] {}) {
+  double best = 1e30;
+  for (int i = 0; i < kRepeats; ++i) {
+    prepare();
+    Clock::time_point start = Clock::now();
+    body();
+    best = std::min(best, Seconds(start));
+  }
+  return best;
+}
+
+// A rolling terrain in centimetres, 50 cm pixels, about 20 m of relief.
+void WriteInputs(const std::string& dir) {
+  std::vector<int> raw;
+  raw.reserve(3u * kSize * kSize);
+  std::vector<unsigned char> grey;
+  grey.reserve(static_cast<size_t>(kSize) * kSize);
+  for (int j = 0; j < kSize; ++j)
+    for (int i = 0; i < kSize; ++i) {
+      const double h = 1000.0 + 600.0 * std::sin(i / 170.0) * std::cos(j / 230.0) + 0.9 * i;
+      raw.push_back(i * 50);
+      raw.push_back(-j * 50);
+      raw.push_back(static_cast<int>(h));
+      grey.push_back(static_cast<unsigned char>(static_cast<int>(h) / 12 % 256));
+    }
+  std::FILE* f = std::fopen((dir + "/terrain.cor").c_str(), "wb");
+  std::fwrite(raw.data(), sizeof(int), raw.size(), f);
+  std::fclose(f);
+  f = std::fopen((dir + "/terrain.dim").c_str(), "w");
+  std::fprintf(f, "%d %d 0\n%d %d %d\n", kSize, kSize, 65000000, 5000000, 10000);
+  std::fclose(f);
+  f = std::fopen((dir + "/ortho.pgm").c_str(), "wb");
+  std::fprintf(f, "P5\n# bench\n%d %d\n255\n", kSize, kSize);
+  std::fwrite(grey.data(), 1, grey.size(), f);
+  std::fclose(f);
+}
+
+// Runs the program with standard output sent to /dev/null; returns its exit
+// status and its peak resident memory in kilobytes.
+int RunTool(const std::string& tool, const std::vector<std::string>& args, const std::string& cwd,
+            long* max_rss_kb) {
+  pid_t pid = fork();
+  if (pid == 0) {
+    int null_fd = open("/dev/null", O_WRONLY);
+    dup2(null_fd, 1);
+    if (chdir(cwd.c_str()) != 0) _exit(127);
+    std::vector<char*> argv = {const_cast<char*>(tool.c_str())};
+    for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
+    execv(tool.c_str(), argv.data());
+    _exit(127);
+  }
+  int status = 0;
+  rusage usage{};
+  wait4(pid, &status, 0, &usage);
+  *max_rss_kb = usage.ru_maxrss;
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+std::string ReadAll(const std::string& path) {
+  std::ifstream f(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>());
+}
+
+// Standard output off while the library's readers talk.
+class QuietStdout {
+ public:
+  QuietStdout() {
+    std::fflush(stdout);
+    saved_ = dup(1);
+    int null_fd = open("/dev/null", O_WRONLY);
+    dup2(null_fd, 1);
+    close(null_fd);
+  }
+  ~QuietStdout() {
+    std::fflush(stdout);
+    dup2(saved_, 1);
+    close(saved_);
+  }
+
+ private:
+  int saved_;
+};
+
+char* ToCharsLine(int x, int y, int z, const unsigned char rgb[3], char* out) {
+  for (int v : {x, y, z}) {
+    out = std::to_chars(out, out + 32, static_cast<double>(CentimetresToMetres(v)),
+                        std::chars_format::fixed, 6)
+              .ptr;
+    *out++ = ' ';
+  }
+  for (int b = 0; b < 3; ++b) {
+    out = std::to_chars(out, out + 4, rgb[b]).ptr;
+    *out++ = b < 2 ? ' ' : '\n';
+  }
+  return out;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  const std::string tool = argc > 1 ? argv[1] : KLUTEIDA_TOOL;
+  std::string templ = (fs::temp_directory_path() / "kluteida_bench_XXXXXX").string();
+  if (!mkdtemp(templ.data())) {
+    std::perror("mkdtemp");
+    return 1;
+  }
+  const std::string dir = templ;
+  WriteInputs(dir);
+  const std::vector<std::string> args = {"1", "terrain.cor", "ortho.pgm", "cloud.bin"};
+
+  // The whole program.
+  long rss_kb = 0, best_rss_kb = 0;
+  double tool_s = 1e30;
+  for (int i = 0; i < kRepeats; ++i) {
+    fs::remove(dir + "/cloud.asc");
+    Clock::time_point start = Clock::now();
+    const int status = RunTool(tool, args, dir, &rss_kb);
+    tool_s = std::min(tool_s, Seconds(start));
+    best_rss_kb = std::max(best_rss_kb, rss_kb);
+    if (status != 0) {
+      std::fprintf(stderr, "kluteida ended with status %d\n", status);
+      return 1;
+    }
+  }
+  const std::string cloud = ReadAll(dir + "/cloud.asc");
+  const size_t points = static_cast<size_t>(std::count(cloud.begin(), cloud.end(), '\n'));
+
+  // The same bytes, prepared, with one fwrite.
+  const std::string copy_path = dir + "/copy.asc";
+  const double fwrite_s = Best(
+      [&] {
+        std::FILE* f = std::fopen(copy_path.c_str(), "w");
+        std::fwrite(cloud.data(), 1, cloud.size(), f);
+        std::fclose(f);
+      },
+      [&] { fs::remove(copy_path); });
+
+  // The same export with one fprintf per point (raster and image already read).
+  std::unique_ptr<TCoord> coord;
+  std::unique_ptr<TImage> image;
+  {
+    QuietStdout quiet;
+    coord = std::make_unique<TCoord>((dir + "/terrain.cor").c_str());
+    image = std::make_unique<TImage>((dir + "/ortho.pgm").c_str());
+  }
+  const std::string printf_path = dir + "/printf.asc";
+  const double fprintf_s = Best(
+      [&] {
+        std::FILE* f = std::fopen(printf_path.c_str(), "w");
+        unsigned char rgb[3] = {0, 0, 0};
+        for (int y = coord->y0; y < coord->y0 + coord->height; ++y)
+          for (int x = coord->x0; x < coord->x0 + coord->width; ++x) {
+            const TPoint3Di p = coord->GetCoord(x, y);
+            if (!AcceptPoint(p.x, p.y, p.z, nullptr)) continue;
+            FetchColour(*image, x, y, rgb);
+            std::fprintf(f, "%f %f %f %d %d %d\n", static_cast<double>(CentimetresToMetres(p.x)),
+                         static_cast<double>(CentimetresToMetres(p.y)),
+                         static_cast<double>(CentimetresToMetres(p.z)), rgb[0], rgb[1], rgb[2]);
+          }
+        std::fclose(f);
+      },
+      [&] { fs::remove(printf_path); });
+  const bool same_bytes = ReadAll(printf_path) == cloud;
+
+  // The formatters alone, into memory.
+  std::vector<TPoint3Di> pts;
+  pts.reserve(points);
+  for (int y = 0; y < kSize; ++y)
+    for (int x = 0; x < kSize; ++x) pts.push_back(coord->GetCoord(x, y));
+  std::vector<char> out(points * kMaxPointLineLength + kPointLineRoom);
+  const unsigned char grey[3] = {97, 97, 97};
+  auto per_line_ns = [&](const std::function<char*(const TPoint3Di&, char*)>& line) {
+    return 1e9 / static_cast<double>(pts.size()) * Best([&] {
+             char* o = out.data();
+             for (const TPoint3Di& p : pts) o = line(p, o);
+           });
+  };
+  const double snprintf_ns = per_line_ns([&](const TPoint3Di& p, char* o) {
+    return o + std::snprintf(o, kPointLineRoom, "%f %f %f %d %d %d\n",
+                             static_cast<double>(CentimetresToMetres(p.x)),
+                             static_cast<double>(CentimetresToMetres(p.y)),
+                             static_cast<double>(CentimetresToMetres(p.z)), grey[0], grey[1],
+                             grey[2]);
+  });
+  const double to_chars_ns =
+      per_line_ns([&](const TPoint3Di& p, char* o) { return ToCharsLine(p.x, p.y, p.z, grey, o); });
+  const double plain_ns = per_line_ns(
+      [&](const TPoint3Di& p, char* o) { return FormatPointLine(p.x, p.y, p.z, grey, o); });
+  PointLineFormatter cached;
+  const double cached_ns = per_line_ns(
+      [&](const TPoint3Di& p, char* o) { return cached.Format(p.x, p.y, p.z, grey, o); });
+
+  const double raster_mb = 12.0 * kSize * kSize / 1e6;
+  const double image_mb = 1.0 * kSize * kSize / 1e6;
+  const double limit_mb = raster_mb + image_mb + 32.0 * 1.048576;
+  const double rss_mb = best_rss_kb * 1024.0 / 1e6;
+  std::printf("points: %zu, cloud: %.1f MB (best of %d runs each)\n", points, cloud.size() / 1e6,
+              kRepeats);
+  std::printf("kluteida run          %8.3f s\n", tool_s);
+  std::printf("fwrite of the bytes   %8.3f s   kluteida / fwrite  = %5.2f (target <= 3)   %s\n",
+              fwrite_s, tool_s / fwrite_s, tool_s <= 3 * fwrite_s ? "ok" : "MISSED");
+  std::printf("fprintf per point     %8.3f s   fprintf / kluteida = %5.2f (target >= 4)   %s\n",
+              fprintf_s, fprintf_s / tool_s, fprintf_s >= 4 * tool_s ? "ok" : "MISSED");
+  std::printf("peak memory           %8.1f MB  limit %.1f MB (raster + image + 32 MiB)   %s\n",
+              rss_mb, limit_mb, rss_mb <= limit_mb ? "ok" : "MISSED");
+  std::printf("fprintf output identical to kluteida's: %s\n", same_bytes ? "yes" : "NO");
+  std::printf(
+      "line formatting, ns per line: snprintf %.1f, to_chars %.1f, exact integer %.1f, "
+      "cached %.1f\n",
+      snprintf_ns, to_chars_ns, plain_ns, cached_ns);
+
+  std::error_code ec;
+  fs::remove_all(dir, ec);
+  return same_bytes ? 0 : 1;
+}
