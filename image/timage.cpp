@@ -1,8 +1,11 @@
 #include "image/timage.h"
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <string>
 
+#include "image/formats/formats.h"
 #include "util/error_msg.h"
 
 int error = 1;
@@ -16,7 +19,69 @@ unsigned char* ZeroBuffer(unsigned long long count, int size) {
   return static_cast<unsigned char*>(std::calloc(count, static_cast<size_t>(size)));
 }
 
+const char kReadFailed[] = "File opening/reading failed\n";
+
 }  // namespace
+
+TImage::TImage(const char* name)
+    : width(0),
+      height(0),
+      type(kTypeByte),
+      frames(1),
+      comment{},
+      pallette(1),
+      itype(10),
+      offset_x(0),
+      offset_y(0),
+      data(nullptr),
+      red(nullptr),
+      green(nullptr),
+      blue(nullptr) {
+  using namespace image_formats;
+  error = kRead;
+  std::printf("Opening file: %s... ", name);
+  std::fflush(stdout);
+  std::string extension;
+  const Format* format = ExtensionOf(name, &extension) ? FindFormat(extension) : nullptr;
+  error = format ? format->read(*this, name, extension) : kUnknownExtension;
+  if (error != kRead) error_msg(kReadFailed);
+  Initialize();
+  std::printf("width: %d, height: %d, ", width, height);
+  std::printf("Success!\n");
+}
+
+TImage::TImage(const char* name, int width, int height, unsigned char type, unsigned short frames,
+               int skip)
+    : width(static_cast<unsigned short>(width)),
+      height(static_cast<unsigned short>(height)),
+      type(type),
+      frames(frames),
+      comment{},
+      pallette(1),
+      itype(10),
+      offset_x(0),
+      offset_y(0),
+      data(nullptr),
+      red(nullptr),
+      green(nullptr),
+      blue(nullptr) {
+  using namespace image_formats;
+  error = kRead;
+  std::printf("Opening file: %s...", name);
+  std::fflush(stdout);
+  // The buffer holds every frame the read may deliver.
+  File f = width < 0 || height < 0 ? nullptr : OpenForReading(name);
+  if (!f || !AllocatePixels(*this)) {
+    error = kOpenFailed;
+  } else {
+    for (int i = 0; i < skip && std::fgetc(f.get()) != EOF; ++i) {
+    }
+    if (std::fread(data, static_cast<size_t>(BytesPerPixel()), PixelCount(*this), f.get()) == 0)
+      error = kOpenFailed;
+  }
+  if (error != kRead) error_msg(kReadFailed);
+  Initialize();
+}
 
 TImage::TImage(unsigned short width, unsigned short height, unsigned char type,
                unsigned short frames, unsigned char* data, int offset_x, int offset_y)
@@ -34,8 +99,8 @@ TImage::TImage(unsigned short width, unsigned short height, unsigned char type,
       green(nullptr),
       blue(nullptr) {
   if (!this->data) {
-    this->data = ZeroBuffer(static_cast<unsigned long long>(width) * height * frames,
-                            BytesPerPixel());
+    this->data =
+        ZeroBuffer(static_cast<unsigned long long>(width) * height * frames, BytesPerPixel());
     if (!this->data) error = 4;
   }
   // An earlier failure left in the status ends the process here as well.
@@ -57,7 +122,7 @@ TImage::TImage(const TImage& other)
       red(nullptr),
       green(nullptr),
       blue(nullptr) {
-  std::strncpy(comment, other.comment, sizeof comment - 1);
+  std::memcpy(comment, other.comment, strnlen(other.comment, sizeof comment - 1));
   // The copy takes width * height * frames bytes (twice that for 16-bit
   // images) into a buffer of as many elements: 16-bit images are copied whole,
   // wider types only in part, the rest left zero.

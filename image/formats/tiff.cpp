@@ -1,0 +1,140 @@
+// "tif" (and "tiff"): 8-bit grey TIFF, min-is-black, one sample per pixel,
+// read through libtiff scanline by scanline. Any other TIFF is refused with a
+// message on standard error and exit status -1.
+#include <tiffio.h>
+
+#include <algorithm>
+#include <cstdarg>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "image/formats/formats.h"
+#include "image/timage.h"
+
+namespace image_formats {
+
+namespace {
+
+// ISO-8859-1 bytes: 0xE9 is e acute, 0xE0 a grave.
+const char kNotGrey[] =
+    "%s: Il ne s'agit pas d'une image cod\xE9"
+    "e sur \xE0 niveaux de gris (0=noir).\n";
+const char kBadBands[] = "%s: mauvais nombre de bandes : %u.\n";
+const char kBadBits[] = " %s: Mauvais nombre de bits / pixel : %u.\n";
+const char kReading[] = "Lecture de l'image TIFF <%s>\n";
+const char kSize[] = "LargeurxHauteur : %dx%d\n\n";
+
+struct TiffCloser {
+  void operator()(TIFF* tif) const { TIFFClose(tif); }
+};
+using Tiff = std::unique_ptr<TIFF, TiffCloser>;
+
+// libtiff's own messages about one file. The error stream carries this
+// reader's refusals and nothing else, except when libtiff cannot open the file
+// at all: then its errors explain the "File opening/reading failed" that
+// follows. Warnings, errors about a file that does open, and errors while the
+// rows are read (a failed scanline silently ends the reading) are dropped.
+struct Diagnostics {
+  bool opening = true;
+  std::string open_errors;
+};
+
+// The text of one message as libtiff's default handler prints it.
+std::string MessageText(const char* module, const char* format, va_list args) {
+  std::string text = module ? std::string(module) + ": " : std::string();
+  va_list copy;
+  va_copy(copy, args);
+  const int length = std::vsnprintf(nullptr, 0, format, copy);
+  va_end(copy);
+  if (length > 0) {
+    std::string message(static_cast<size_t>(length), '\0');
+    std::vsnprintf(message.data(), message.size() + 1, format, args);
+    text += message;
+  }
+  return text + ".\n";
+}
+
+int OnWarning(TIFF*, void*, const char*, const char*, va_list) { return 1; }
+
+int OnError(TIFF*, void* user_data, const char* module, const char* format, va_list args) {
+  Diagnostics* diagnostics = static_cast<Diagnostics*>(user_data);
+  if (diagnostics->opening) diagnostics->open_errors += MessageText(module, format, args);
+  return 1;
+}
+
+Tiff Open(const char* name, Diagnostics* diagnostics) {
+#if TIFFLIB_VERSION >= 20221213  // libtiff 4.5: handlers per file
+  TIFFOpenOptions* options = TIFFOpenOptionsAlloc();
+  if (options) {
+    TIFFOpenOptionsSetErrorHandlerExtR(options, OnError, diagnostics);
+    TIFFOpenOptionsSetWarningHandlerExtR(options, OnWarning, nullptr);
+  }
+  Tiff tif(TIFFOpenExt(name, "r", options));
+  if (options) TIFFOpenOptionsFree(options);
+  return tif;
+#else
+  (void)diagnostics;
+  return Tiff(TIFFOpen(name, "r"));
+#endif
+}
+
+}  // namespace
+
+int ReadTiff(TImage& image, const char* name, const std::string&) {
+  Diagnostics diagnostics;
+  Tiff tif = Open(name, &diagnostics);
+  diagnostics.opening = false;
+  if (!tif) {
+    std::fputs(diagnostics.open_errors.c_str(), stderr);
+    return kOpenFailed;
+  }
+
+  uint16_t photometric = 0;
+  TIFFGetField(tif.get(), TIFFTAG_PHOTOMETRIC, &photometric);
+  if (photometric != PHOTOMETRIC_MINISBLACK) {
+    tif.reset();
+    std::fprintf(stderr, kNotGrey, name);
+    std::exit(-1);
+  }
+  uint16_t samples = 0;
+  TIFFGetFieldDefaulted(tif.get(), TIFFTAG_SAMPLESPERPIXEL, &samples);
+  if (samples != 1) {
+    tif.reset();
+    std::fprintf(stderr, kBadBands, name, static_cast<unsigned>(samples));
+    std::exit(-1);
+  }
+  uint16_t bits = 0;
+  TIFFGetFieldDefaulted(tif.get(), TIFFTAG_BITSPERSAMPLE, &bits);
+  if (bits != 8) {
+    tif.reset();
+    std::fprintf(stderr, kBadBits, name, static_cast<unsigned>(bits));
+    std::exit(-1);
+  }
+  uint32_t width = 0, height = 0;
+  TIFFGetField(tif.get(), TIFFTAG_IMAGEWIDTH, &width);
+  TIFFGetField(tif.get(), TIFFTAG_IMAGELENGTH, &height);
+  std::printf(kReading, name);
+  std::printf(kSize, static_cast<int>(width), static_cast<int>(height));
+
+  image.width = static_cast<unsigned short>(width);
+  image.height = static_cast<unsigned short>(height);
+  image.frames = 1;
+  image.type = kTypeByte;
+  if (!AllocatePixels(image)) return kNoMemory;
+
+  const tmsize_t line_size = TIFFScanlineSize(tif.get());
+  if (line_size <= 0) return kRead;  // no row can be read: the image stays 0
+  std::vector<unsigned char> line(static_cast<size_t>(line_size));
+  const size_t row_bytes = std::min<size_t>(image.width, line.size());
+  for (uint32_t y = 0; y < image.height; ++y) {
+    if (TIFFReadScanline(tif.get(), line.data(), y, 0) < 0) break;
+    std::memcpy(image.data + static_cast<size_t>(y) * image.width, line.data(), row_bytes);
+  }
+  return kRead;
+}
+
+}  // namespace image_formats
