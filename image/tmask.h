@@ -22,6 +22,11 @@ class TMask {
   void Load(std::FILE* f);
   int And(const TMask& other) const;  // positions where both bytes are non-zero
   void Dump(std::FILE* f) const;      // "%4d " per element, "\n" per row
+
+ private:
+  // Replaces the buffer with an uncleared one of rows x cols bytes; a size
+  // that is negative, beyond an int or cannot be allocated gives an empty mask.
+  void Allocate(int rows, int cols);
 };
 
 #endif  // KLUTEIDA_IMAGE_TMASK_H
