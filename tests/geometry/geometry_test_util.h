@@ -9,18 +9,13 @@
 
 namespace geotest {
 
-// Image points are declared row first; tests spell them column first.
-inline TPointImg Img(int x, int y) {
-  TPointImg p;
-  p.x = x;
-  p.y = y;
-  return p;
-}
+using Xy2 = std::array<int, 2>;
+using Xyz3 = std::array<int, 3>;
 
-// Column, row: comparable and printable by GoogleTest.
-inline std::array<int, 2> Xy(const TPointImg& p) { return {p.x, p.y}; }
-inline std::array<int, 3> Xyz(const TPoint3Di& p) { return {p.x, p.y, p.z}; }
-inline std::array<double, 3> Xyz(const TPoint3Dd& p) { return {p.x, p.y, p.z}; }
+// Image points are declared row first; the tests spell them column first.
+inline TPointImg Img(int x, int y) { return TPointImg{y, x}; }
+inline Xy2 Xy(const TPointImg& p) { return {p.x, p.y}; }
+inline Xyz3 Xyz(const TPoint3Di& p) { return {p.x, p.y, p.z}; }
 
 }  // namespace geotest
 
