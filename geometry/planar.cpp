@@ -46,6 +46,7 @@ double DistLinePoint3D(const TPoint3Di& a, const TPoint3Di& b, const TPoint3Di& 
   const double c2 = wy * dz - wz * dy;
   const double c3 = wz * dx - wx * dz;
   const double length2 = dx * dx + dy * dy + dz * dz;
+  // order of the sum is part of the result
   return std::sqrt((c1 * c1 + c2 * c2 + c3 * c3) / length2);
 }
 
