@@ -168,12 +168,13 @@ unsigned TImage::FrameSize() const {
 unsigned TImage::Size() const { return FrameSize() * frames; }
 
 int TImage::GetIntensity(int x, int y, unsigned char* value, int band) {
-  x -= offset_x;
-  y -= offset_y;
-  if (x < 0 || x >= width || y < 0 || y >= height) return 0;
+  // In 64 bits, so that extreme coordinates cannot overflow into the image.
+  const long long lx = static_cast<long long>(x) - offset_x;
+  const long long ly = static_cast<long long>(y) - offset_y;
+  if (lx < 0 || lx >= width || ly < 0 || ly >= height) return 0;
   if (band < 0 || band >= frames) return 0;  // no such frame: nothing to read
-  const size_t i = (static_cast<size_t>(band) * height + static_cast<size_t>(y)) * width +
-                   static_cast<size_t>(x);
+  const size_t i = (static_cast<size_t>(band) * height + static_cast<size_t>(ly)) * width +
+                   static_cast<size_t>(lx);
   switch (type) {
     case kTypeDouble:
       std::memcpy(value, data + i * 8, 8);
