@@ -7,8 +7,6 @@
 #include "geometry/tcoordbuffer.h"
 #include "geometry/tpoint3d.h"
 
-class TImage;
-
 // The raster covers columns x0 .. x0 + width - 1 and rows y0 .. y0 + height - 1
 // of a larger pixel grid; every access takes coordinates of that grid. Points
 // are stored relative to `offset`, which is added back on reading, except for a
@@ -72,11 +70,6 @@ class TCoord {
   // than (0, 0) it sees only the part of the raster inside [0, width) x
   // [0, height).
   void SetMinMax();
-
-  // The heights as a 16-bit image. Defined with the image code.
-  TImage* Copy2Image(int w, int h, int xs, int ys, int zshift) const;
-  void Copy2Image(TImage& image, int xs, int ys) const;
-  void SaveAsImage(const char* name, int zshift) const;
 };
 
 #endif  // KLUTEIDA_GEOMETRY_TCOORD_H

@@ -4,8 +4,6 @@
 
 #include "geometry/wrapint.h"
 
-class TMatrix;
-
 // Component-wise operators; on integers they wrap around on overflow and
 // divide truncating toward zero.
 template <class T>
@@ -46,16 +44,9 @@ struct TPoint3D {
     z = geometry_detail::TruncDiv(z, k);
     return *this;
   }
-
-  // M times the point for a 3x3 M, (0, 0, 0) for any other shape. Exists for
-  // TPoint3Dd only and is defined with the projection functions.
-  TPoint3D operator*(const TMatrix& m) const;
 };
 
 using TPoint3Di = TPoint3D<int>;
 using TPoint3Dd = TPoint3D<double>;
-
-template <>
-TPoint3Dd TPoint3Dd::operator*(const TMatrix& m) const;
 
 #endif  // KLUTEIDA_GEOMETRY_TPOINT3D_H
