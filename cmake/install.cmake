@@ -5,7 +5,8 @@ install(TARGETS kluteida EXPORT kluteidaTargets ARCHIVE DESTINATION lib)
 install(FILES ${PROJECT_SOURCE_DIR}/kluteida.h DESTINATION include/kluteida)
 foreach(dir IN LISTS KLUTEIDA_SUBSYSTEMS)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/${dir}/ DESTINATION include/kluteida/${dir}
-          FILES_MATCHING PATTERN "*.h")
+          FILES_MATCHING PATTERN "*.h"
+          PATTERN "formats" EXCLUDE)  # the format readers are internal
 endforeach()
 
 install(EXPORT kluteidaTargets NAMESPACE kluteida:: DESTINATION lib/cmake/kluteida)
