@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <utility>
 
-#include "image/timage.h"
 #include "util/error_msg.h"
 #include "util/find_flag.h"
 
@@ -50,28 +49,10 @@ bool ParseExportArgs(int argc, char** argv, ExportArgs* args) {
   return true;
 }
 
-void FetchColour(TImage& image, int x, int y, unsigned char rgb[3]) {
-  const int bands = std::min<int>(image.frames, 3);
-  if (image.type == kTypeByte) {
-    // What GetIntensity does for byte images, without a call per band: the
-    // export reads millions of pixels.
-    const long long c = static_cast<long long>(x) - image.offset_x;
-    const long long r = static_cast<long long>(y) - image.offset_y;
-    if (c < 0 || c >= image.width || r < 0 || r >= image.height) {
-      if (bands > 0) rgb[1] = rgb[2] = rgb[0];
-      return;
-    }
-    const std::size_t frame = static_cast<std::size_t>(image.width) * image.height;
-    const unsigned char* px =
-        image.data + static_cast<std::size_t>(r) * image.width + static_cast<std::size_t>(c);
-    for (int b = 0; b < bands; ++b) {
-      rgb[b] = px[b * frame];
-      if (b == 0) rgb[1] = rgb[2] = rgb[0];
-    }
-    return;
-  }
+void FetchColourByBands(TImage& image, int x, int y, unsigned char rgb[3]) {
   // A band of a wide type fills up to 8 bytes; only its first byte is kept.
   unsigned char value[8];
+  const int bands = std::min<int>(image.frames, 3);
   for (int b = 0; b < bands; ++b) {
     if (image.GetIntensity(x, y, value, b)) rgb[b] = value[0];
     if (b == 0) rgb[1] = rgb[2] = rgb[0];

@@ -8,9 +8,8 @@
 #include <string>
 #include <vector>
 
+#include "image/timage.h"
 #include "tools/point_format.h"
-
-class TImage;
 
 extern const char kExportUsage[];
 
@@ -44,8 +43,29 @@ inline bool AcceptPoint(int x, int y, int z, const ExportBox* box) {
 // Updates `rgb` with the pixel (x, y) of the enclosing raster: band b into
 // rgb[b] for the first three bands, and right after band 0 its byte into
 // green and blue as well. A band that has no pixel there leaves its byte as
-// it was.
-void FetchColour(TImage& image, int x, int y, unsigned char rgb[3]);
+// it was. This form reads every band through GetIntensity; a band of a wide
+// type gives the first byte of its element.
+void FetchColourByBands(TImage& image, int x, int y, unsigned char rgb[3]);
+
+// The same, with byte images read directly (the export reads millions of
+// pixels): the bounds and the index are those of GetIntensity.
+inline void FetchColour(TImage& image, int x, int y, unsigned char rgb[3]) {
+  if (image.type != kTypeByte) return FetchColourByBands(image, x, y, rgb);
+  const int bands = image.frames < 3 ? image.frames : 3;
+  const long long c = static_cast<long long>(x) - image.offset_x;
+  const long long r = static_cast<long long>(y) - image.offset_y;
+  if (c < 0 || c >= image.width || r < 0 || r >= image.height) {
+    if (bands > 0) rgb[1] = rgb[2] = rgb[0];  // band 0 read nothing, then went on
+    return;
+  }
+  const std::size_t frame = static_cast<std::size_t>(image.width) * image.height;
+  const unsigned char* px =
+      image.data + static_cast<std::size_t>(r) * image.width + static_cast<std::size_t>(c);
+  for (int b = 0; b < bands; ++b) {
+    rgb[b] = px[b * frame];
+    if (b == 0) rgb[1] = rgb[2] = rgb[0];
+  }
+}
 
 // The ".asc" point cloud being written. The lines go to a temporary file
 // beside it ("<name>.part") that becomes the cloud on Commit; if the process
