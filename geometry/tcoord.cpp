@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -176,25 +177,54 @@ unsigned char TCoord::SetCoord(int x, int y, TPoint3Di p) {
 }
 
 void TCoord::SetMinMax() {
+  // The walk passes local indices i, j in [0, width) x [0, height) as global
+  // coordinates, so it sees exactly the pixels whose global position lies in
+  // both that range and the raster: walk that overlap straight in the buffer.
+  const long long i_lo = std::max(0LL, static_cast<long long>(x0));
+  const long long i_hi =
+      std::min(static_cast<long long>(width), static_cast<long long>(x0) + width);
+  const long long j_lo = std::max(0LL, static_cast<long long>(y0));
+  const long long j_hi =
+      std::min(static_cast<long long>(height), static_cast<long long>(y0) + height);
+  const auto row_of = [&](long long j) {
+    return data.data() + static_cast<std::size_t>(j - y0) * width +
+           static_cast<std::size_t>(i_lo - x0);
+  };
+  const std::size_t run = i_hi > i_lo ? static_cast<std::size_t>(i_hi - i_lo) : 0;
+  // A stored z of 0 is an empty pixel; the others count when z + offset > 0.
+  const auto valid = [&](const TPoint3Di& s) {
+    return s.z != 0 && geometry_detail::WrapAdd(s.z, offset.z) > 0;
+  };
+
   bool seeded = false;
-  for (int j = 0; j < height && !seeded; ++j) {
-    for (int i = 0; i < width; ++i) {
-      const TPoint3Di p = GetCoord(i, j);
-      if (p.z > 0) {
-        min = max = p;
+  for (long long j = j_lo; j < j_hi && !seeded; ++j) {
+    const TPoint3Di* row = row_of(j);
+    for (std::size_t i = 0; i < run; ++i) {
+      if (valid(row[i])) {
+        min = max = row[i] + offset;
         seeded = true;
         break;
       }
     }
   }
   std::printf(kExtent, min.x, max.x, min.y, max.y, min.z, max.z);
-  for (int j = 0; j < height; ++j) {
-    for (int i = 0; i < width; ++i) {
-      const TPoint3Di p = GetCoord(i, j);
-      if (p.z <= 0) continue;
-      min = TPoint3Di(::min(min.x, p.x), ::min(min.y, p.y), ::min(min.z, p.z));
-      max = TPoint3Di(::max(max.x, p.x), ::max(max.y, p.y), ::max(max.z, p.z));
+  int lo_x = min.x, lo_y = min.y, lo_z = min.z, hi_x = max.x, hi_y = max.y, hi_z = max.z;
+  for (long long j = j_lo; j < j_hi; ++j) {
+    const TPoint3Di* row = row_of(j);
+    for (std::size_t i = 0; i < run; ++i) {
+      // Branch-free so that the walk vectorises: invalid points leave the
+      // running extent as it is.
+      const TPoint3Di p = row[i] + offset;
+      const bool ok = row[i].z != 0 && p.z > 0;
+      lo_x = ok && p.x < lo_x ? p.x : lo_x;
+      hi_x = ok && p.x > hi_x ? p.x : hi_x;
+      lo_y = ok && p.y < lo_y ? p.y : lo_y;
+      hi_y = ok && p.y > hi_y ? p.y : hi_y;
+      lo_z = ok && p.z < lo_z ? p.z : lo_z;
+      hi_z = ok && p.z > hi_z ? p.z : hi_z;
     }
   }
+  min = TPoint3Di(lo_x, lo_y, lo_z);
+  max = TPoint3Di(hi_x, hi_y, hi_z);
   std::printf(kExtent, min.x, max.x, min.y, max.y, min.z, max.z);
 }
