@@ -4,12 +4,15 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <vector>
 
+#include "image/correlation_bounds.h"
 #include "image/correlation_engine.h"
 #include "image/tdispimage.h"
 
 namespace {
 
+using correlation::CandidateFilter;
 using correlation::CurveBlock;
 using correlation::kLanes;
 using correlation::PairRows;
@@ -33,73 +36,214 @@ constexpr Method kOneBand = {5, 1, 2, 32, false};
 constexpr Method kThreeBand = {7, 3, 3, 16, true};
 constexpr Method kThreeBandHier = {9, 3, 4, 16, true};
 
-// One line per candidate of the debug pixel: the median, then the three band
-// scores. The file is created even when there is no candidate.
-void WriteDebugFile(const CurveBlock& block, int lane, const Span& span, long long x,
-                    long long mind) {
-  std::FILE* f = std::fopen(kDebugFile, "w");
-  if (f == nullptr) return;
-  for (long long u = span.lo; u < span.hi; ++u) {
-    const long long i = u - x - mind;
-    std::fprintf(f, kDebugLine, block.Value(lane, i), block.BandScore(0, lane, i),
-                 block.BandScore(1, lane, i), block.BandScore(2, lane, i));
+// The common frame of CalculateCorrelations and its three-band variants:
+// every pixel at least `margin` from the border of the left image, candidates
+// clipped to the same margin and, with a guide, around the guide's disparity.
+struct Search {
+  TDispImage& out;
+  TImage& left;
+  TImage& right;
+  TImage* guide;
+  long long mind;
+  long long maxd;
+  double threshold;
+  const Method& method;
+  long long n;  // curve entries
+  int height;   // rows [margin, height - margin) are visited
+  int x0;       // reference columns [x0, x1)
+  int x1;
+  long long clip_lo;  // candidate columns [clip_lo, clip_hi)
+  long long clip_hi;
+
+  Search(TDispImage& out, TImage& left, TImage& right, TImage* guide, int mind, int maxd,
+         double threshold, const Method& method)
+      : out(out),
+        left(left),
+        right(right),
+        guide(guide),
+        mind(mind),
+        maxd(maxd),
+        threshold(threshold),
+        method(method),
+        n(static_cast<long long>(maxd) - mind),
+        height(left.Height()),
+        x0(method.margin),
+        x1(left.Width() - method.margin),
+        clip_lo(method.margin),
+        clip_hi(static_cast<long long>(left.Width()) - method.margin) {}
+
+  // Candidate columns of the pixel (x, y).
+  Span CandidateSpan(int x, int y) const {
+    Span span;
+    span.lo = std::max(x + mind, clip_lo);
+    span.hi = std::min(x + maxd, clip_hi);
+    if (guide != nullptr) {
+      const int g = correlation::ReadByte(*guide, x, y);
+      if (g != 0) {
+        // The guide's disparity g - 128, from 5 below to 4 above.
+        span.lo = std::max(span.lo, static_cast<long long>(x) + g - 133);
+        span.hi = std::min(span.hi, static_cast<long long>(x) + g - 123);
+      }
+    }
+    return span;
   }
-  std::fclose(f);
+  // The disparities [d0, d1) of all the spans; false when there are none.
+  bool Disparities(long long* d0, long long* d1) const {
+    *d0 = std::max(mind, clip_lo - (x1 - 1));
+    *d1 = std::min(maxd, clip_hi - x0);
+    if (guide == nullptr || *d0 >= *d1) return *d0 < *d1;
+    // A guide can narrow every span: take their union.
+    long long lo = *d1;
+    long long hi = *d0;
+    for (int y = method.margin; y < height - method.margin; ++y) {
+      for (int x = x0; x < x1; ++x) {
+        const Span span = CandidateSpan(x, y);
+        if (span.lo >= span.hi) continue;
+        lo = std::min(lo, span.lo - x);
+        hi = std::max(hi, span.hi - x);
+      }
+    }
+    *d0 = lo;
+    *d1 = hi;
+    return lo < hi;
+  }
+  // Candidate columns of a whole row.
+  long long RowLo() const { return std::max(clip_lo, x0 + mind); }
+  long long RowHi() const { return std::min(clip_hi, x1 - 1 + maxd); }
+  bool IsDebugPixel(int x, int y) const { return method.debug && x == kDebugX && y == kDebugY; }
+  void Write(int x, int y, long long index) const {
+    correlation::WritePixel(out, x, y, correlation::DisparityByte(mind + index));
+  }
+};
+
+// Every candidate of every pixel scored, kLanes pixels at a time.
+void ExhaustiveSearch(const Search& s) {
+  PairRows rows(s.left, s.right, s.method.bands, s.method.k);
+  CurveBlock block;
+  Span spans[kLanes];
+  double best[kLanes];
+  long long index[kLanes];
+  for (int y = s.method.margin; y < s.height - s.method.margin; ++y) {
+    correlation::PrintRow(y, s.method.period);
+    if (s.x0 >= s.x1) continue;
+    rows.Build(y, s.x0, s.x1, s.RowLo(), s.RowHi());
+    for (int bx = s.x0; bx < s.x1; bx += kLanes) {
+      for (int l = 0; l < kLanes; ++l) {
+        spans[l] = bx + l < s.x1 ? s.CandidateSpan(bx + l, y) : Span();
+      }
+      block.Compute(rows, bx, spans, s.mind);
+      for (int l = 0; l < kLanes && bx + l < s.x1; ++l) {
+        if (!s.IsDebugPixel(bx + l, y)) continue;
+        std::FILE* f = std::fopen(kDebugFile, "w");
+        if (f == nullptr) continue;
+        for (long long u = spans[l].lo; u < spans[l].hi; ++u) {
+          const long long i = u - (bx + l) - s.mind;
+          std::fprintf(f, kDebugLine, block.Value(l, i), block.BandScore(0, l, i),
+                       block.BandScore(1, l, i), block.BandScore(2, l, i));
+        }
+        std::fclose(f);
+      }
+      block.Winner(s.n, correlation::kWinnerStart, best, index);
+      for (int l = 0; l < kLanes && bx + l < s.x1; ++l) {
+        if (index[l] >= 0 && best[l] > s.threshold) s.Write(bx + l, y, index[l]);
+      }
+    }
+  }
 }
 
-// The scheme of CalculateCorrelations and its three-band variants: every
-// pixel at least `margin` from the border, candidates clipped to the same
-// margin and, with a guide, around the guide's disparity.
+// Candidates chosen by their score bounds, and only those scored exactly.
+// The winner scan then runs over the chosen entries and the zero entries of
+// the skipped candidates outside the span: every entry left out is below the
+// best exact score, so the first maximum is the same.
+template <typename T>
+void BoundedSearch(const Search& s, long long d0, long long d1) {
+  CandidateFilter<T> filter(s.left, s.right, s.method.bands, s.method.k, s.x0, s.x1, s.RowLo(),
+                            s.RowHi(), d0, d1);
+  std::vector<Span> spans(static_cast<size_t>(s.x1 - s.x0));
+  std::vector<size_t> begin(spans.size() + 1);
+  std::vector<long long> disparities;
+  std::vector<long long> xs;
+  std::vector<long long> us;
+  std::vector<double> bands[3];
+  std::vector<double> values;
+  for (int y = s.method.margin; y < s.height - s.method.margin; ++y) {
+    correlation::PrintRow(y, s.method.period);
+    filter.StartRow(y);
+    disparities.clear();
+    xs.clear();
+    us.clear();
+    for (int x = s.x0; x < s.x1; ++x) {
+      const size_t j = static_cast<size_t>(x - s.x0);
+      spans[j] = s.CandidateSpan(x, y);
+      begin[j] = disparities.size();
+      filter.Select(x, spans[j].lo - x, spans[j].hi - x, s.IsDebugPixel(x, y), &disparities);
+      for (size_t i = begin[j]; i < disparities.size(); ++i) {
+        xs.push_back(x);
+        us.push_back(x + disparities[i]);
+      }
+    }
+    begin[spans.size()] = disparities.size();
+    filter.Score(xs, us, bands, &values);
+
+    for (int x = s.x0; x < s.x1; ++x) {
+      const size_t j = static_cast<size_t>(x - s.x0);
+      if (s.IsDebugPixel(x, y)) {
+        std::FILE* f = std::fopen(kDebugFile, "w");
+        if (f != nullptr) {
+          for (size_t i = begin[j]; i < begin[j + 1]; ++i) {
+            std::fprintf(f, kDebugLine, values[i], bands[0][i], bands[1][i], bands[2][i]);
+          }
+          std::fclose(f);
+        }
+      }
+      // Entries [klo, khi) belong to the span, the others are 0.
+      const long long klo = spans[j].lo - x - s.mind;
+      const long long khi = spans[j].hi - x - s.mind;
+      double best = correlation::kWinnerStart;
+      long long index = -1;
+      const auto zeros = [&](long long from, long long to) {
+        if (from < to && 0.0 > best) {
+          best = 0.0;
+          index = from;
+        }
+      };
+      if (klo >= khi) {
+        zeros(0, s.n);
+      } else {
+        zeros(0, klo);
+        for (size_t i = begin[j]; i < begin[j + 1]; ++i) {
+          if (values[i] > best) {
+            best = values[i];
+            index = disparities[i] - s.mind;
+          }
+        }
+        zeros(khi, s.n);
+      }
+      if (index >= 0 && best > s.threshold) s.Write(x, y, index);
+    }
+  }
+}
+
 int CorrelateWithMargin(TDispImage& out, TImage& left, TImage& right, TImage* guide, int mind,
                         int maxd, double threshold, const Method& method) {
   correlation::PrintStart();
   out.MinDisparity = mind;
   out.MaxDisparity = maxd;
-  const long long n = static_cast<long long>(maxd) - mind;
-  const int width = left.Width();
-  const int height = left.Height();
-  const int x0 = method.margin;
-  const int x1 = width - method.margin;
-  const long long clip_lo = method.margin;
-  const long long clip_hi = width - method.margin;
-
-  PairRows rows(left, right, method.bands, method.k);
-  CurveBlock block;
-  Span spans[kLanes];
-  double best[kLanes];
-  long long index[kLanes];
-  for (int y = method.margin; y < height - method.margin; ++y) {
-    correlation::PrintRow(y, method.period);
-    if (x0 >= x1) continue;
-    rows.Build(y, x0, x1, std::max(clip_lo, static_cast<long long>(x0) + mind),
-               std::min(clip_hi, static_cast<long long>(x1) - 1 + maxd));
-    for (int bx = x0; bx < x1; bx += kLanes) {
-      for (int l = 0; l < kLanes; ++l) {
-        const int x = bx + l;
-        spans[l] = Span();
-        if (x >= x1) continue;
-        spans[l].lo = std::max(static_cast<long long>(x) + mind, clip_lo);
-        spans[l].hi = std::min(static_cast<long long>(x) + maxd, clip_hi);
-        if (guide != nullptr) {
-          const int g = correlation::ReadByte(*guide, x, y);
-          if (g != 0) {
-            // The guide's disparity g - 128, from 5 below to 4 above.
-            spans[l].lo = std::max(spans[l].lo, static_cast<long long>(x) + g - 133);
-            spans[l].hi = std::min(spans[l].hi, static_cast<long long>(x) + g - 123);
-          }
-        }
-      }
-      block.Compute(rows, bx, spans, mind);
-      if (method.debug && y == kDebugY && bx <= kDebugX && kDebugX < bx + kLanes && kDebugX < x1) {
-        WriteDebugFile(block, kDebugX - bx, spans[kDebugX - bx], kDebugX, mind);
-      }
-      block.Winner(n, correlation::kWinnerStart, best, index);
-      for (int l = 0; l < kLanes && bx + l < x1; ++l) {
-        if (index[l] >= 0 && best[l] > threshold) {
-          correlation::WritePixel(out, bx + l, y, correlation::DisparityByte(mind + index[l]));
-        }
-      }
+  const Search s(out, left, right, guide, mind, maxd, threshold, method);
+  long long d0 = 0;
+  long long d1 = 0;
+  // Byte windows keep their cross sums exact in single precision.
+  const bool bytes = correlation::HasByteWindows(left) && correlation::HasByteWindows(right);
+  if (s.x0 < s.x1 && correlation::HasIntegerWindows(left) &&
+      correlation::HasIntegerWindows(right) && s.Disparities(&d0, &d1) &&
+      CandidateFilter<double>::Affordable(method.bands, method.k, s.x0, s.x1, d0, d1)) {
+    if (bytes) {
+      BoundedSearch<float>(s, d0, d1);
+    } else {
+      BoundedSearch<double>(s, d0, d1);
     }
+  } else {
+    ExhaustiveSearch(s);
   }
   correlation::PrintDone();
   return 1;

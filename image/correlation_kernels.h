@@ -13,6 +13,8 @@ namespace correlation {
 
 // Reference pixels handled together; also the chunk of disparities.
 inline constexpr int kLanes = 8;
+// Sets of pairs scored in one pass.
+inline constexpr int kMaxSets = 3;
 
 // Normalised windows of one image row, structure of arrays: element i
 // (row-major) of window j is elems[i * stride + j], its deviation sigma[j].
@@ -21,6 +23,14 @@ struct WindowRowView {
   const double* sigma;
   size_t stride;
   int kk;  // elements of a window
+};
+
+// Raw windows of one image row with their means: element (r, c) of window j
+// is rows[r][j + c], its normalised value that minus mean[j].
+struct RawRowView {
+  const double* const* rows;
+  int k;
+  const double* mean;
 };
 
 struct Kernels {
@@ -35,6 +45,13 @@ struct Kernels {
   // with A window a0 + l of `a` and B window b0 + t + l of `b`.
   void (*score)(const WindowRowView& a, size_t a0, const WindowRowView& b, size_t b0, int chunks,
                 double divisor, double* out);
+  // Scores of up to kMaxSets independent sets of kLanes pairs of raw
+  // windows: in set s, window ai[s * kLanes + l] of a[s] against window
+  // bi[s * kLanes + l] of b[s], into out[s * kLanes + l]. Each element is
+  // normalised as it is read, and the deviations are summed in the same pass,
+  // in the same order as above; the sets only share the pass.
+  void (*raw_pairs)(const RawRowView* a, const RawRowView* b, int sets, const long long* ai,
+                    const long long* bi, double divisor, double* out);
   // out[i] = Median(s0[i], s1[i], s2[i]) for i < count (a multiple of kLanes).
   void (*median3)(const double* s0, const double* s1, const double* s2, size_t count, double* out);
   // Continues the winner scan of kLanes curves over entries
@@ -51,6 +68,7 @@ KernelLevel BestKernelLevel();
 const Kernels& KernelsFor(KernelLevel level);
 // The kernels the engine uses: the best level unless SetKernelLevel chose one.
 const Kernels& ActiveKernels();
+KernelLevel ActiveKernelLevel();
 // Chooses the level the engine uses (tests and benchmarks compare them).
 // Returns false, changing nothing, for a level above BestKernelLevel().
 bool SetKernelLevel(KernelLevel level);
