@@ -1,18 +1,16 @@
 #include "test_support.h"
 
 #include <fcntl.h>
+#include <gtest/gtest.h>
 #include <sys/wait.h>
+#include <tiffio.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <sstream>
 #include <stdexcept>
-
-#include <gtest/gtest.h>
 
 namespace testsupport {
 namespace fs = std::filesystem;
@@ -25,10 +23,8 @@ TempDir::TempDir() {
   for (char& c : name)
     if (c == '/') c = '_';
   std::string templ = root + "/tmp_" + name + "_XXXXXX";
-  std::vector<char> buf(templ.begin(), templ.end());
-  buf.push_back('\0');
-  if (!mkdtemp(buf.data())) throw std::runtime_error("mkdtemp failed for " + templ);
-  path_ = buf.data();
+  if (!mkdtemp(templ.data())) throw std::runtime_error("mkdtemp failed for " + templ);
+  path_ = templ;
 }
 
 TempDir::~TempDir() {
@@ -44,11 +40,24 @@ void WriteFile(const std::string& path, const std::string& bytes) {
 
 std::string ReadFile(const std::string& path) {
   std::ifstream f(path, std::ios::binary);
-  if (!f) return {};
   return std::string(std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>());
 }
 
 bool FileExists(const std::string& path) { return fs::exists(path); }
+
+File TextStream(const std::string& text) {
+  File f(std::tmpfile(), &std::fclose);
+  std::fputs(text.c_str(), f.get());
+  std::rewind(f.get());
+  return f;
+}
+
+std::string ReadStream(std::FILE* f) {
+  std::string text;
+  std::rewind(f);
+  for (int c; (c = std::fgetc(f)) != EOF;) text += static_cast<char>(c);
+  return text;
+}
 
 std::string Le16(unsigned v) {
   return std::string{static_cast<char>(v & 0xFF), static_cast<char>((v >> 8) & 0xFF)};
@@ -58,15 +67,54 @@ std::string Le64(unsigned long long v) {
   return Le32(static_cast<unsigned>(v & 0xFFFFFFFFu)) + Le32(static_cast<unsigned>(v >> 32));
 }
 
-namespace {
-
-std::string Slurp(int fd) {
-  std::string text;
-  char buf[65536];
-  lseek(fd, 0, SEEK_SET);
-  for (ssize_t n; (n = read(fd, buf, sizeof buf)) > 0;) text.append(buf, static_cast<size_t>(n));
-  return text;
+std::string CoordBytes(const std::vector<std::array<int, 3>>& points) {
+  std::string bytes;
+  for (const auto& p : points)
+    for (int v : p) bytes += Le32(static_cast<unsigned>(v));
+  return bytes;
 }
+
+std::string UmlHeader(unsigned w, unsigned h, unsigned type, unsigned frames, std::string comment) {
+  comment.resize(256, '\0');
+  return std::string("\x45\x1F\x01", 3) + Le16(w) + Le16(h) + static_cast<char>(type) +
+         Le16(frames) + comment;
+}
+
+void WriteTiff(const std::string& path, unsigned w, unsigned h, const std::string& pixels,
+               unsigned photometric, unsigned samples, unsigned bits, unsigned compression) {
+  TIFF* tif = TIFFOpen(path.c_str(), "w");
+  ASSERT_NE(tif, nullptr);
+  TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, w);
+  TIFFSetField(tif, TIFFTAG_IMAGELENGTH, h);
+  TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, bits);
+  TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, samples);
+  TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
+  TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, photometric);
+  TIFFSetField(tif, TIFFTAG_COMPRESSION, compression);
+  TIFFSetField(tif, TIFFTAG_ROWSPERSTRIP, 1);
+  std::vector<uint16_t> colormap(3u << bits);
+  if (photometric == PHOTOMETRIC_PALETTE)
+    TIFFSetField(tif, TIFFTAG_COLORMAP, &colormap[0], &colormap[1u << bits], &colormap[2u << bits]);
+  const uint16_t alpha = EXTRASAMPLE_ASSOCALPHA;
+  if (samples == 2) TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, 1, &alpha);
+  const size_t n = static_cast<size_t>(TIFFScanlineSize(tif));
+  for (uint32_t y = 0; y < h; ++y) {
+    std::string row = pixels.substr(std::min(pixels.size(), y * n), n);
+    row.resize(n, '\0');
+    ASSERT_EQ(TIFFWriteScanline(tif, row.data(), y, 0), 1);
+  }
+  TIFFClose(tif);
+}
+
+std::string Fatal(const std::string& text) { return " " + text + ". Terminated\n"; }
+std::string CoordOpened(const std::string& name) {
+  return "Opening file " + name + "...  Success\n";
+}
+std::string ImageOpening(const std::string& name, const std::string& rest) {
+  return "Opening file: " + name + "... " + rest;
+}
+
+namespace {
 
 int TempFd() {
   char name[] = "/tmp/kluteida_capture_XXXXXX";
@@ -76,18 +124,13 @@ int TempFd() {
   return fd;
 }
 
-ChildResult Collect(pid_t pid, int out_fd, int err_fd) {
-  ChildResult r;
-  int st = 0;
-  while (waitpid(pid, &st, 0) < 0) {
-  }
-  if (WIFEXITED(st)) r.status = WEXITSTATUS(st);
-  if (WIFSIGNALED(st)) r.signal = WTERMSIG(st);
-  r.out = Slurp(out_fd);
-  r.err = Slurp(err_fd);
-  close(out_fd);
-  close(err_fd);
-  return r;
+std::string Slurp(int fd) {
+  std::string text;
+  char buf[65536];
+  lseek(fd, 0, SEEK_SET);
+  for (ssize_t n; (n = read(fd, buf, sizeof buf)) > 0;) text.append(buf, static_cast<size_t>(n));
+  close(fd);
+  return text;
 }
 
 }  // namespace
@@ -103,26 +146,27 @@ ChildResult RunInChild(const std::function<void()>& body) {
     std::fflush(nullptr);
     _exit(0);
   }
-  return Collect(pid, out_fd, err_fd);
+  ChildResult r;
+  int st = 0;
+  while (waitpid(pid, &st, 0) < 0) {
+  }
+  if (WIFEXITED(st)) r.status = WEXITSTATUS(st);
+  if (WIFSIGNALED(st)) r.signal = WTERMSIG(st);
+  r.out = Slurp(out_fd);
+  r.err = Slurp(err_fd);
+  return r;
 }
 
 ChildResult RunProgram(const std::string& program, const std::vector<std::string>& args,
                        const std::string& cwd) {
-  int out_fd = TempFd(), err_fd = TempFd();
-  std::fflush(nullptr);
-  pid_t pid = fork();
-  if (pid == 0) {
-    dup2(out_fd, 1);
-    dup2(err_fd, 2);
+  return RunInChild([&] {
     if (chdir(cwd.c_str()) != 0) _exit(127);
-    std::vector<char*> argv;
-    argv.push_back(const_cast<char*>(program.c_str()));
+    std::vector<char*> argv{const_cast<char*>(program.c_str())};
     for (const std::string& a : args) argv.push_back(const_cast<char*>(a.c_str()));
     argv.push_back(nullptr);
     execv(program.c_str(), argv.data());
     _exit(127);
-  }
-  return Collect(pid, out_fd, err_fd);
+  });
 }
 
 }  // namespace testsupport
