@@ -13,10 +13,7 @@
 #include "test_support.h"
 
 using namespace geotest;
-using testsupport::ReadFile;
-using testsupport::RunInChild;
-using testsupport::TempDir;
-using testsupport::WriteFile;
+using namespace testsupport;
 
 namespace {
 
@@ -58,13 +55,9 @@ TEST(PointImg, ReadTakesColumnThenRow) {
   } cases[] = {{"", 0, {11, 22}},    {" \n\t ", 0, {11, 22}}, {"3\n\t-7 9", 1, {3, -7}},
                {"abc", 1, {11, 22}}, {"5", 1, {11, 22}},      {"5 x", 1, {11, 22}}};
   for (const auto& c : cases) {
-    std::FILE* f = std::tmpfile();
-    std::fputs(c.text, f);
-    std::rewind(f);
     TPointImg p = Img(11, 22);
-    EXPECT_EQ(p.Read(f), c.result) << '"' << c.text << '"';
+    EXPECT_EQ(p.Read(TextStream(c.text).get()), c.result) << '"' << c.text << '"';
     EXPECT_EQ(Xy(p), c.point) << '"' << c.text << '"';
-    std::fclose(f);
   }
 }
 
@@ -98,9 +91,7 @@ TEST(MinMax, TiesAndCoexistenceWithStd) {
 }
 
 TEST(Overlap, ClosedIntervalsAndBoxesInPlan) {
-  EXPECT_EQ(Overlap(5, 1, 1), 1);
-  EXPECT_EQ(Overlap(5, 1, 5), 1);
-  EXPECT_EQ(Overlap(5, 1, 6), 0);
+  EXPECT_EQ((Xyz3{Overlap(5, 1, 1), Overlap(5, 1, 5), Overlap(5, 1, 6)}), (Xyz3{1, 1, 0}));
   EXPECT_EQ(Overlap(5, 1, 0), 0);
   const struct {
     int a1, a2, b1, b2, expected;
@@ -111,9 +102,7 @@ TEST(Overlap, ClosedIntervalsAndBoxesInPlan) {
 
   TBox2D a{Img(10, 0), Img(0, 10)}, x_apart{Img(11, 0), Img(20, 10)},
       y_apart{Img(0, 11), Img(10, 20)}, corner{Img(20, 20), Img(10, 10)};
-  EXPECT_EQ(a.Overlap(x_apart), 0);
-  EXPECT_EQ(a.Overlap(y_apart), 0);
-  EXPECT_EQ(a.Overlap(corner), 1);
+  EXPECT_EQ((Xyz3{a.Overlap(x_apart), a.Overlap(y_apart), a.Overlap(corner)}), (Xyz3{0, 0, 1}));
   EXPECT_EQ(corner.Overlap(a), 1);
   // Boxes over the same ground overlap whatever their heights.
   TBox3D low{TPoint3Di(0, 0, 0), TPoint3Di(10, 10, 10)};

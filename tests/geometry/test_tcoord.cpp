@@ -16,53 +16,33 @@
 #include "test_support.h"
 
 using namespace geotest;
-using testsupport::Le32;
-using testsupport::ReadFile;
-using testsupport::RunInChild;
-using testsupport::TempDir;
-using testsupport::WriteFile;
+using namespace testsupport;
 
 namespace {
 
-const std::string kDeath = ". Terminated\n";
 const Xyz3 kOutside = {-9999, -9999, -9999};
-
-std::string Elems(const std::vector<Xyz3>& points) {
-  std::string bytes;
-  for (const Xyz3& p : points)
-    for (int v : p) bytes += Le32(static_cast<unsigned>(v));
-  return bytes;
-}
-
-std::string Opened(const std::string& name) { return "Opening file " + name + "...  Success\n"; }
 
 TEST(CoordRead, FilePairWithOffsetOriginAndOutsideRule) {
   TempDir dir;
   const std::string name = dir.file("left.cor");
   WriteFile(dir.file("left.dim"), "3 2 7\n100 200 300\n5 7\n");
   WriteFile(name,
-            Elems({{1, 2, 3}, {3, 4, 0}, {5, 6, -1}, {0, 0, 0}, {-7, 8, 9}, {INT_MAX, 0, 1}}));
-  EXPECT_EQ(RunInChild([&] { TCoord c(name.c_str()); }).out, Opened(name));
-
+            CoordBytes({{1, 2, 3}, {3, 4, 0}, {5, 6, -1}, {0, 0, 0}, {-7, 8, 9}, {INT_MAX, 0, 1}}));
+  EXPECT_EQ(RunInChild([&] { TCoord c(name.c_str()); }).out, CoordOpened(name));
   TCoord c(name.c_str());
   EXPECT_EQ(c.type, 7);
   EXPECT_EQ(Xyz(c.min), (Xyz3{0, 0, 0}));
+  // z 0 is no point and comes back raw; the offset may wrap around; every
+  // pixel outside gives -9999 and counts as set.
   const struct {
     int x, y;
     Xyz3 point;
     int set;
-  } pixels[] = {
-      {5, 7, {101, 202, 303}, 1},
-      {6, 7, {3, 4, 0}, 0},  // z 0: no point, returned raw
-      {7, 7, {105, 206, 299}, 1},
-      {5, 8, {0, 0, 0}, 0},
-      {7, 8, {INT_MIN + 99, 200, 301}, 1},  // the offset wraps around
-      {4, 7, kOutside, 1},
-      {8, 7, kOutside, 1},
-      {5, 6, kOutside, 1},
-      {5, 9, kOutside, 1},
-      {INT_MIN, INT_MIN, kOutside, 1},
-  };
+  } pixels[] = {// clang-format off
+      {5, 7, {101, 202, 303}, 1}, {6, 7, {3, 4, 0}, 0}, {7, 7, {105, 206, 299}, 1},
+      {5, 8, {0, 0, 0}, 0}, {7, 8, {INT_MIN + 99, 200, 301}, 1}, {4, 7, kOutside, 1},
+      {8, 7, kOutside, 1}, {5, 6, kOutside, 1}, {5, 9, kOutside, 1}, {INT_MIN, INT_MIN, kOutside, 1}};
+  // clang-format on
   for (const auto& p : pixels) {
     EXPECT_EQ(Xyz(c.GetCoord(p.x, p.y)), p.point) << p.x << "," << p.y;
     EXPECT_EQ(c.Set(p.x, p.y), p.set) << p.x << "," << p.y;
@@ -71,41 +51,33 @@ TEST(CoordRead, FilePairWithOffsetOriginAndOutsideRule) {
 
 TEST(CoordRead, HeaderVariantsAndMalformedNumbers) {
   using Fields = std::array<int, 8>;  // width, height, type, offset x y z, x0, y0
+  // Missing or garbage numbers stay 0; the type is kept in 8 bits, the sizes in 16.
   const struct {
     const char* header;
     Fields fields;
-  } cases[] = {
-      {"2 1 0\n1 2 3\n", {2, 1, 0, 1, 2, 3, 0, 0}},
-      {"2 1 0\n1 2 3\n-5 -7", {2, 1, 0, 1, 2, 3, -5, -7}},
+  } cases[] = {// clang-format off
+      {"2 1 0\n1 2 3\n", {2, 1, 0, 1, 2, 3, 0, 0}}, {"2 1 0\n1 2 3\n-5 -7", {2, 1, 0, 1, 2, 3, -5, -7}},
       {"2   1\t0\n 1 2 3 \n\n\n   5 7 9\n", {2, 1, 0, 1, 2, 3, 5, 7}},
-      {"2 1 300\n0 0 0\n5\n", {2, 1, 44, 0, 0, 0, 5, 0}},
-      // Missing or garbage numbers stay 0.
-      {"2 1\n", {2, 1, 0, 0, 0, 0, 0, 0}},
-      {"2 1 0\n7 x 9\n", {2, 1, 0, 7, 0, 0, 0, 0}},
-      {"2 1 0\n1 2 3\nabc 4\n", {2, 1, 0, 1, 2, 3, 0, 0}},
-      {"abc\n", {0, 0, 0, 0, 0, 0, 0, 0}},
-      {"", {0, 0, 0, 0, 0, 0, 0, 0}},
-      // Kept in 16 bits.
-      {"65536 1 0\n0 0 0\n", {0, 1, 0, 0, 0, 0, 0, 0}},
-      {"-1 1 0\n0 0 0\n", {65535, 1, 0, 0, 0, 0, 0, 0}},
-  };
+      {"2 1 300\n0 0 0\n5\n", {2, 1, 44, 0, 0, 0, 5, 0}}, {"2 1\n", {2, 1, 0, 0, 0, 0, 0, 0}},
+      {"2 1 0\n7 x 9\n", {2, 1, 0, 7, 0, 0, 0, 0}}, {"2 1 0\n1 2 3\nabc 4\n", {2, 1, 0, 1, 2, 3, 0, 0}},
+      {"abc\n", {0, 0, 0, 0, 0, 0, 0, 0}}, {"", {0, 0, 0, 0, 0, 0, 0, 0}},
+      {"65536 1 0\n0 0 0\n", {0, 1, 0, 0, 0, 0, 0, 0}}, {"-1 1 0\n0 0 0\n", {65535, 1, 0, 0, 0, 0, 0, 0}}};
+  // clang-format on
   TempDir dir;
   const std::string name = dir.file("r.cor");
   std::vector<Xyz3> elements(65535, Xyz3{0, 0, 0});
   elements.front() = {10, 20, 30};
   elements.back() = {4, 5, 6};
-  WriteFile(name, Elems(elements));
+  WriteFile(name, CoordBytes(elements));
   for (const auto& c : cases) {
+    SCOPED_TRACE(c.header);
     WriteFile(dir.file("r.dim"), c.header);
-    EXPECT_EQ(RunInChild([&] { TCoord coord(name.c_str()); }).out, Opened(name)) << c.header;
     TCoord r(name.c_str());
     EXPECT_EQ((Fields{r.width, r.height, r.type, r.offset.x, r.offset.y, r.offset.z, r.x0, r.y0}),
-              c.fields)
-        << c.header;
+              c.fields);
     const auto [w, h, t, ox, oy, oz, x0, y0] = c.fields;
-    EXPECT_EQ(r.data.size(), static_cast<std::size_t>(w) * h) << c.header;
-    const Xyz3 first = w * h == 0 ? kOutside : Xyz3{10 + ox, 20 + oy, 30 + oz};
-    EXPECT_EQ(Xyz(r.GetCoord(x0, y0)), first) << c.header;
+    EXPECT_EQ(r.data.size(), static_cast<std::size_t>(w) * h);
+    EXPECT_EQ(Xyz(r.GetCoord(x0, y0)), (w && h ? Xyz3{10 + ox, 20 + oy, 30 + oz} : kOutside));
   }
   TCoord wide(name.c_str());  // the last header: 65535 columns
   EXPECT_EQ(Xyz(wide.GetCoord(65534, 0)), (Xyz3{4, 5, 6}));
@@ -114,56 +86,49 @@ TEST(CoordRead, HeaderVariantsAndMalformedNumbers) {
 TEST(CoordRead, FailuresEndTheProcess) {
   TempDir dir;
   WriteFile(dir.file("short.dim"), "2 2 0\n0 0 0\n");
-  WriteFile(dir.file("short.cor"), Elems({{1, 1, 1}, {2, 2, 2}, {3, 3, 3}}) + "12345678901");
+  WriteFile(dir.file("short.cor"), CoordBytes({{1, 1, 1}, {2, 2, 2}, {3, 3, 3}}) + "12345678901");
   WriteFile(dir.file("absurd.dim"), "65535 65535 0\n0 0 0\n");
-  WriteFile(dir.file("absurd.cor"), Elems({{1, 1, 1}}));
+  WriteFile(dir.file("absurd.cor"), CoordBytes({{1, 1, 1}}));
   mkdir(dir.file("isdir.cor").c_str(), 0755);  // opens, but cannot be read
   WriteFile(dir.file("isdir.dim"), "1 1 0\n0 0 0\n");
-  WriteFile(dir.file("lonely.cor"), Elems({{1, 1, 1}}));
+  WriteFile(dir.file("lonely.cor"), CoordBytes({{1, 1, 1}}));
   WriteFile(dir.file("ghost.dim"), "1 1 0\n0 0 0\n");
-  const struct {
-    const char* file;
-    const char* message;
-  } cases[] = {{"lonely.cor", " Error opening coor or dimention file\n"},
-               {"ghost.cor", " ER_FILE_OPEN"},
-               {"short.cor", " ER_FILE_READ"},
-               {"absurd.cor", " ER_FILE_READ"},
-               {"isdir.cor", " ER_FILE_READ"}};
-  for (const auto& c : cases) {
-    const std::string name = dir.file(c.file);
-    auto r = RunInChild([&] { TCoord coord(name.c_str()); });
-    EXPECT_EQ(r.status, 255) << c.file;
-    EXPECT_EQ(r.out, "Opening file " + name + "..." + c.message + kDeath) << c.file;
+  WriteFile(dir.file("nodot"), CoordBytes({{1, 1, 1}}));
+  // clang-format off
+  const std::pair<const char*, const char*> cases[] = {
+      {"lonely.cor", "Error opening coor or dimention file\n"}, {"ghost.cor", "ER_FILE_OPEN"},
+      {"short.cor", "ER_FILE_READ"}, {"absurd.cor", "ER_FILE_READ"}, {"isdir.cor", "ER_FILE_READ"},
+      {"nodot", "ER_EXTENSION"}};
+  // clang-format on
+  for (const auto& [file, message] : cases) {
+    // Inside the scratch directory, whose own path holds dots.
+    auto r = RunInChild([&, file = file] {
+      if (chdir(dir.path().c_str()) == 0) TCoord coord(file);
+    });
+    EXPECT_EQ(r.status, 255) << file;
+    EXPECT_EQ(r.out, "Opening file " + std::string(file) + "..." + Fatal(message)) << file;
   }
-  // The scratch directory's own path holds dots: work inside it.
-  WriteFile(dir.file("nodot"), Elems({{1, 1, 1}}));
-  auto r = RunInChild([&] {
-    if (chdir(dir.path().c_str()) == 0) TCoord coord("nodot");
-  });
-  EXPECT_EQ(r.status, 255);
-  EXPECT_EQ(r.out, "Opening file nodot... ER_EXTENSION" + kDeath);
 }
 
 TEST(CoordRead, HeaderNameCutAtLastDotOfWholePath) {
   TempDir dir;
   mkdir(dir.file("dir.d").c_str(), 0755);
-  WriteFile(dir.file("dir.d/raster"), Elems({{1, 2, 3}}));
+  WriteFile(dir.file("dir.d/raster"), CoordBytes({{1, 2, 3}}));
   WriteFile(dir.file("dir.dim"), "1 1 0\n0 0 0\n");
-  WriteFile(dir.file("dir.d/raster.cor"), Elems({{4, 5, 6}}));
+  WriteFile(dir.file("dir.d/raster.cor"), CoordBytes({{4, 5, 6}}));
   WriteFile(dir.file("dir.d/raster.dim"), "1 1 0\n10 10 10\n");
   EXPECT_EQ(Xyz(TCoord(dir.file("dir.d/raster").c_str()).GetCoord(0, 0)), (Xyz3{1, 2, 3}));
   EXPECT_EQ(Xyz(TCoord(dir.file("dir.d/raster.cor").c_str()).GetCoord(0, 0)), (Xyz3{14, 15, 16}));
-
   // Names far longer than a line of text.
   const std::string deep = dir.file(std::string(200, 'd') + ".v1/");
   mkdir(deep.c_str(), 0755);
   const std::string n(150, 'n'), c(150, 'c');
-  WriteFile(deep + n + ".cor", Elems({{7, 8, 9}}));
+  WriteFile(deep + n + ".cor", CoordBytes({{7, 8, 9}}));
   WriteFile(deep + n + ".dim", "1 1 0\n0 0 0\n");
   TCoord long_named((deep + n + ".cor").c_str());
   EXPECT_EQ(Xyz(long_named.GetCoord(0, 0)), (Xyz3{7, 8, 9}));
   EXPECT_EQ(long_named.Save((deep + c + ".cor").c_str(), 0, 0, 0, 0), 1);
-  EXPECT_EQ(ReadFile(deep + c + ".cor"), Elems({{7, 8, 9}}));
+  EXPECT_EQ(ReadFile(deep + c + ".cor"), CoordBytes({{7, 8, 9}}));
   EXPECT_EQ(ReadFile(deep + c + ".dim"), "1 1 0\n0 0 0\n0 0 \n");
 }
 
@@ -183,13 +148,11 @@ TEST(CoordMemory, ConstructionAndStoring) {
   c.Initialize(TPoint3Di(1, 2, 3));  // stored as given
   for (const TPoint3Di& e : c.data) EXPECT_EQ(Xyz(e), (Xyz3{1, 2, 3}));
   EXPECT_EQ(Xyz(c.GetCoord(10, 20)), (Xyz3{101, 202, 303}));
-
   // Dimensions are narrowed to 16 bits before the buffer is sized.
   for (auto [w, h, w16, h16] : {std::array{0, 5, 0, 5}, {65537, 2, 1, 2}, {-1, 1, 65535, 1}}) {
     TCoord n(w, h, 0, TPoint3Di(), 0, 0);
-    EXPECT_EQ(n.width, w16);
-    EXPECT_EQ(n.height, h16);
-    EXPECT_EQ(n.data.size(), static_cast<std::size_t>(w16 * h16));
+    EXPECT_EQ((Xyz3{n.width, n.height, static_cast<int>(n.data.size())}),
+              (Xyz3{w16, h16, w16 * h16}));
   }
 }
 
@@ -210,10 +173,10 @@ TEST(CoordMemory, AllocationFailureEndsTheProcess) {
   };
   auto r = limited([] { TCoord c(65535, 65535, 0, TPoint3Di(), 0, 0); });
   EXPECT_EQ(r.status, 255);
-  EXPECT_EQ(r.out, " ER_MEM_ALLOC" + kDeath);
+  EXPECT_EQ(r.out, Fatal("ER_MEM_ALLOC"));
   r = limited([&] { TCoord(0, 0, 0, TPoint3Di(), 0, 0).Initialize(text.c_str()); });
   EXPECT_EQ(r.status, 255);
-  EXPECT_EQ(r.out, "Opening file " + text + "... ER_MEM_ALLOC" + kDeath);
+  EXPECT_EQ(r.out, "Opening file " + text + "..." + Fatal("ER_MEM_ALLOC"));
 }
 
 // A 3 x 2 raster, row by row.
@@ -226,30 +189,25 @@ void Fill(TCoord& c) {
 }
 
 TEST(CoordExtent, SeedLineThenFinalLine) {
+  // Validity is judged on the returned z: stored -5 + 300 is valid, -400 + 300
+  // is not. With origin column 1 the walk over columns 0..2 misses local
+  // column 2; with origin column 3 it finds nothing.
+  // The fields min and max hold what the second line shows.
   const struct {
     TPoint3Di offset;
     int x0;
-    const char* printed;
-    Xyz3 min, max;
-  } cases[] = {
-      // Validity is judged on the returned z: stored -5 + 300 is valid, -400 + 300 is not.
-      {TPoint3Di(100, 200, 300),
-       0,
-       "105 105 197 197 310 310\n98 109 197 209 295 320\n",
-       {98, 197, 295},
-       {109, 209, 320}},
-      {TPoint3Di(), 0, "5 5 -3 -3 10 10\n-2 5 -3 7 4 20\n", {-2, -3, 4}, {5, 7, 20}},
-      // Origin column 1: the walk over columns 0..2 misses local column 2.
-      {TPoint3Di(), 1, "5 5 -3 -3 10 10\n3 5 -3 1 10 20\n", {3, -3, 10}, {5, 1, 20}},
-      {TPoint3Di(), 3, "0 0 0 0 0 0\n0 0 0 0 0 0\n", {0, 0, 0}, {0, 0, 0}},
-  };
+    std::string printed;
+  } cases[] = {{TPoint3Di(100, 200, 300), 0, "105 105 197 197 310 310\n98 109 197 209 295 320\n"},
+               {TPoint3Di(), 0, "5 5 -3 -3 10 10\n-2 5 -3 7 4 20\n"},
+               {TPoint3Di(), 1, "5 5 -3 -3 10 10\n3 5 -3 1 10 20\n"},
+               {TPoint3Di(), 3, "0 0 0 0 0 0\n0 0 0 0 0 0\n"}};
   for (const auto& c : cases) {
-    TCoord coord(3, 2, 0, c.offset, c.x0, 0);
-    Fill(coord);
-    EXPECT_EQ(RunInChild([&] { coord.SetMinMax(); }).out, c.printed);
-    coord.SetMinMax();
-    EXPECT_EQ(Xyz(coord.min), c.min) << c.printed;
-    EXPECT_EQ(Xyz(coord.max), c.max) << c.printed;
+    TCoord k(3, 2, 0, c.offset, c.x0, 0);
+    Fill(k);
+    EXPECT_EQ(RunInChild([&] { k.SetMinMax(); }).out, c.printed);
+    k.SetMinMax();
+    EXPECT_EQ(Format("%d %d %d %d %d %d\n", k.min.x, k.max.x, k.min.y, k.max.y, k.min.z, k.max.z),
+              c.printed.substr(c.printed.find('\n') + 1));
   }
 }
 
@@ -262,19 +220,18 @@ TEST(CoordSave, WritesFilePairAndReadsBack) {
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.out, "The output saved to files: " + name + dir.file("out.dim") + "\n");
   EXPECT_EQ(ReadFile(dir.file("out.dim")), "3 2 9\n10 20 30\n4 5 \n");
-  EXPECT_EQ(ReadFile(name), Elems(kSample));
+  EXPECT_EQ(ReadFile(name), CoordBytes(kSample));
   TCoord back(name.c_str());
   for (int y = 4; y <= 7; ++y)
     for (int x = 3; x <= 7; ++x) EXPECT_EQ(Xyz(back.GetCoord(x, y)), Xyz(c.GetCoord(x, y)));
-
   // A window: its first pixel becomes the origin.
   const std::string part = dir.file("part.v2.cor");
   EXPECT_EQ(c.Save(part.c_str(), 2, 1, 1, 1), 1);
   EXPECT_EQ(ReadFile(dir.file("part.v2.dim")), "2 1 9\n10 20 30\n5 6 \n");
-  EXPECT_EQ(ReadFile(part), Elems({kSample[4], kSample[5]}));
+  EXPECT_EQ(ReadFile(part), CoordBytes({kSample[4], kSample[5]}));
   EXPECT_EQ(c.Save(part.c_str(), 0, 1, 0, 1), 1);  // full width, second row
   EXPECT_EQ(ReadFile(dir.file("part.v2.dim")), "3 1 9\n10 20 30\n4 6 \n");
-  EXPECT_EQ(ReadFile(part), Elems({kSample[3], kSample[4], kSample[5]}));
+  EXPECT_EQ(ReadFile(part), CoordBytes({kSample[3], kSample[4], kSample[5]}));
 }
 
 TEST(CoordSave, RefusedOrFailing) {
@@ -285,21 +242,18 @@ TEST(CoordSave, RefusedOrFailing) {
   });
   EXPECT_EQ(r.status, 7);
   EXPECT_EQ(r.out, "");
-  const struct {
-    int w, h, xs, ys;
-  } outside[] = {{2, 1, 2, 0},  {1, 1, -1, 0}, {1, 2, 0, 1},       {0, 0, 1, 0},
-                 {-1, 1, 0, 0}, {1, -1, 0, 0}, {1, 1, INT_MAX, 0}, {INT_MAX, 1, 1, 0}};
+  const int outside[][4] = {{2, 1, 2, 0},  {1, 1, -1, 0}, {1, 2, 0, 1},       {0, 0, 1, 0},
+                            {-1, 1, 0, 0}, {1, -1, 0, 0}, {1, 1, INT_MAX, 0}, {INT_MAX, 1, 1, 0}};
   for (const auto& w : outside)
-    EXPECT_EQ(c.Save(dir.file("o.cor").c_str(), w.w, w.h, w.xs, w.ys), 0) << w.w << " " << w.xs;
+    EXPECT_EQ(c.Save(dir.file("o.cor").c_str(), w[0], w[1], w[2], w[3]), 0) << w[0] << " " << w[2];
   EXPECT_TRUE(std::filesystem::is_empty(dir.path()));
-
   r = RunInChild([&] { c.Save(dir.file("missing/o.cor").c_str(), 0, 0, 0, 0); });
   EXPECT_EQ(r.status, 255);
-  EXPECT_EQ(r.out, " Opening dimention file failed\n" + kDeath);
+  EXPECT_EQ(r.out, Fatal("Opening dimention file failed\n"));
   mkdir(dir.file("taken.cor").c_str(), 0755);
   r = RunInChild([&] { c.Save(dir.file("taken.cor").c_str(), 0, 0, 0, 0); });
   EXPECT_EQ(r.status, 255);
-  EXPECT_EQ(r.out, " Opening coor file failed" + kDeath);
+  EXPECT_EQ(r.out, Fatal("Opening coor file failed"));
 }
 
 TEST(CoordText, InitializeFromTextFile) {
@@ -307,23 +261,22 @@ TEST(CoordText, InitializeFromTextFile) {
   const std::string name = dir.file("coords.txt");
   WriteFile(name, "2 2 \n1 2 3 4 5 6\n7\t8\n9\n-10 -11 -12\n");
   TCoord c(5, 5, 3, TPoint3Di(100, 100, 100), 1, 1);
-  EXPECT_EQ(RunInChild([&] { c.Initialize(name.c_str()); }).out, Opened(name));
+  EXPECT_EQ(RunInChild([&] { c.Initialize(name.c_str()); }).out, CoordOpened(name));
   c.Initialize(name.c_str());
   EXPECT_EQ(c.width, 2);
   EXPECT_EQ(c.type, 3);  // type, offset and origin stay
   ASSERT_EQ(c.data.size(), 4u);
   EXPECT_EQ(Xyz(c.data[3]), (Xyz3{-10, -11, -12}));
   EXPECT_EQ(Xyz(c.GetCoord(2, 1)), (Xyz3{104, 105, 106}));
-
   // Too few numbers: complete triples are kept, the rest is (0, 0, 0).
   const struct {
     const char* text;
     std::size_t size;
     Xyz3 first;
-  } short_files[] = {{"2 2\n1 2 3 4 5", 4, {1, 2, 3}},
-                     {"2 2\n1 2 x 4 5 6", 4, {0, 0, 0}},
-                     {"", 0, {}},
-                     {"2000 2000\n1 2 3\n", 4000000, {1, 2, 3}}};
+  } short_files[] = {// clang-format off
+      {"2 2\n1 2 3 4 5", 4, {1, 2, 3}}, {"2 2\n1 2 x 4 5 6", 4, {0, 0, 0}}, {"", 0, {}},
+      {"2000 2000\n1 2 3\n", 4000000, {1, 2, 3}}};
+  // clang-format on
   for (const auto& s : short_files) {
     WriteFile(name, s.text);
     c.Initialize(name.c_str());
@@ -333,11 +286,10 @@ TEST(CoordText, InitializeFromTextFile) {
     EXPECT_EQ(Xyz(c.data[1]), (Xyz3{0, 0, 0})) << s.text;
     EXPECT_EQ(Xyz(c.data[s.size - 1]), (Xyz3{0, 0, 0})) << s.text;
   }
-
   auto r = RunInChild([&] { c.Initialize(dir.file("none.txt").c_str()); });
   EXPECT_EQ(r.status, 255);
-  EXPECT_EQ(r.out, "Opening file " + dir.file("none.txt") +
-                       "... Error opening coor or dimention file\n" + kDeath);
+  EXPECT_EQ(r.out, "Opening file " + dir.file("none.txt") + "..." +
+                       Fatal("Error opening coor or dimention file\n"));
 }
 
 }  // namespace
