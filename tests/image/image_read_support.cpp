@@ -19,40 +19,31 @@ void WriteError() {
   }
 }
 
-// Runs `body` with file descriptor 1 pointed at /dev/null.
-void Silenced(const std::function<void()>& body) {
-  std::fflush(stdout);
-  const int saved = dup(1);
-  const int null_fd = open("/dev/null", O_WRONLY);
-  dup2(null_fd, 1);
-  close(null_fd);
-  body();
-  std::fflush(stdout);
-  dup2(saved, 1);
-  close(saved);
-}
-
 }  // namespace
-
-const char kReadFailed[] = " File opening/reading failed\n. Terminated\n";
 
 ReadOutcome ReadWith(const std::function<TImage*()>& make) {
   testsupport::TempDir dir;
   const std::string error_file = dir.file("error");
-  testsupport::ChildResult child = testsupport::RunInChild([&] {
+  ReadOutcome r;
+  static_cast<testsupport::ChildResult&>(r) = testsupport::RunInChild([&] {
     g_error_file = error_file;
     std::atexit(WriteError);
     std::unique_ptr<TImage> image(make());
     WriteError();
   });
-  ReadOutcome r;
-  r.status = child.status;
-  r.signal = child.signal;
-  r.out = child.out;
-  r.err = child.err;
   const std::string text = testsupport::ReadFile(error_file);
   if (!text.empty()) r.error = std::atoi(text.c_str());
-  if (r.status == 0 && r.signal == 0) Silenced([&] { r.image.reset(make()); });
+  if (r.status == 0 && r.signal == 0) {
+    // Again here, with file descriptor 1 pointed at /dev/null.
+    std::fflush(stdout);
+    const int saved = dup(1), null_fd = open("/dev/null", O_WRONLY);
+    dup2(null_fd, 1);
+    close(null_fd);
+    r.image.reset(make());
+    std::fflush(stdout);
+    dup2(saved, 1);
+    close(saved);
+  }
   return r;
 }
 
@@ -62,10 +53,6 @@ ReadOutcome Read(const std::string& name) {
 
 std::string AllBytes(const TImage& image) {
   return std::string(reinterpret_cast<const char*>(image.data), image.Size());
-}
-
-std::string Opening(const std::string& name, const std::string& rest) {
-  return "Opening file: " + name + "... " + rest;
 }
 
 }  // namespace imagetest

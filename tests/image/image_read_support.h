@@ -13,11 +13,7 @@
 
 namespace imagetest {
 
-struct ReadOutcome {
-  int status = -1;                // exit status of the child (0 when the reader returned)
-  int signal = 0;                 // a signal that killed the child (a crash), else 0
-  std::string out;                // standard output of the reader
-  std::string err;                // standard error of the reader
+struct ReadOutcome : testsupport::ChildResult {
   int error = -1;                 // the global `error` when the reader returned or exited
   std::unique_ptr<TImage> image;  // the image read again in this process, when status is 0
 };
@@ -31,10 +27,8 @@ ReadOutcome Read(const std::string& name);
 // The whole buffer, Size() bytes.
 std::string AllBytes(const TImage& image);
 
-// "Opening file: <name>... " followed by `rest`: the text constructor 1 prints.
-std::string Opening(const std::string& name, const std::string& rest);
-// What error_msg("File opening/reading failed\n") adds.
-extern const char kReadFailed[];
+// What error_msg("File opening/reading failed\n") prints.
+const std::string kReadFailed = testsupport::Fatal("File opening/reading failed\n");
 
 }  // namespace imagetest
 

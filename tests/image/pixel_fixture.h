@@ -14,21 +14,16 @@ namespace pixelfixture {
 
 // Element sizes by type code, written out here rather than asked of the image.
 inline size_t ElementBytes(unsigned char type) {
-  switch (type) {
-    case 2:
-    case 6:
-      return 8;
-    case 5:
-      return 4;
-    case 9:
-      return 2;
-    default:
-      return 1;
-  }
+  return type == 2 || type == 6 ? 8 : type == 5 ? 4 : type == 9 ? 2 : 1;
 }
 
 // Byte k of a patterned buffer: all different for k < 256.
 inline unsigned char Pattern(size_t k) { return static_cast<unsigned char>(k * 37 + 11); }
+
+// Element index of local (x, y) in frame f.
+inline size_t Index(int w, int h, int x, int y, int f) {
+  return (static_cast<size_t>(f) * h + y) * w + x;
+}
 
 // An image adopting `bytes` (copied into a calloc'ed buffer).
 inline std::unique_ptr<TImage> FromBytes(int w, int h, unsigned char type, int frames,
@@ -48,17 +43,6 @@ inline std::vector<unsigned char> PatternBytes(int w, int h, unsigned char type,
 inline std::unique_ptr<TImage> Patterned(int w, int h, unsigned char type, int frames, int ox = 0,
                                          int oy = 0) {
   return FromBytes(w, h, type, frames, PatternBytes(w, h, type, frames), ox, oy);
-}
-
-// Element index of local (x, y) in frame f.
-inline size_t Index(int w, int h, int x, int y, int f) {
-  return (static_cast<size_t>(f) * h + y) * w + x;
-}
-
-// A byte image whose frame-0 values are given row by row.
-inline std::unique_ptr<TImage> Bytes(int w, int h, std::vector<unsigned char> values, int ox = 0,
-                                     int oy = 0) {
-  return FromBytes(w, h, 8, 1, values, ox, oy);
 }
 
 }  // namespace pixelfixture

@@ -1,9 +1,9 @@
 // Element reads and writes, sub-pixel reads, Average and Threshold.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <climits>
-#include <cmath>
 #include <cstring>
 #include <limits>
 #include <string>
@@ -18,26 +18,22 @@ namespace {
 
 using Value = std::array<unsigned char, 8>;
 constexpr unsigned char kUntouched = 0xEE;
-constexpr int kW = 3, kH = 2, kFrames = 2, kOx = 10, kOy = 20;
-
-Value Fresh() {
-  Value v;
-  v.fill(kUntouched);
-  return v;
-}
+constexpr int kW = 3, kH = 2, kFrames = 2, kOx = 10, kOy = 20, kNoBand = INT_MIN;
+const Value kFresh = {kUntouched, kUntouched, kUntouched, kUntouched,
+                      kUntouched, kUntouched, kUntouched, kUntouched};
+const Value kIn = {1, 2, 3, 4, 5, 6, 7, 8};
+TPoint g_point(0, 0);  // for the write through a point
 
 // What a read must leave: the element's bytes of the patterned buffer, the
 // rest of the value untouched.
 Value Expected(unsigned char type, size_t i) {
-  Value v = Fresh();
+  Value v = kFresh;
   const size_t n = ElementBytes(type);
   for (size_t k = 0; k < n; ++k) v[k] = Pattern(i * n + k);
   return v;
 }
 
-std::string TypeName(const ::testing::TestParamInfo<unsigned char>& info) {
-  return "type" + std::to_string(info.param);
-}
+std::vector<unsigned char> Buffer(const TImage& im) { return {im.data, im.data + im.Size()}; }
 
 class ElementAccess : public ::testing::TestWithParam<unsigned char> {};
 
@@ -47,7 +43,7 @@ TEST_P(ElementAccess, ReadsTakeTheElementAtTheLocalPosition) {
   for (int y = 0; y < kH; ++y) {
     for (int x = 0; x < kW; ++x) {
       SCOPED_TRACE(testing::Message() << "x " << x << " y " << y);
-      Value plain = Fresh(), direct = Fresh(), point = Fresh();
+      Value plain = kFresh, direct = kFresh, point = kFresh;
       TPoint p(x + kOx, y + kOy);
       EXPECT_EQ(img->GetIntensity(x + kOx, y + kOy, plain.data()), 1);
       EXPECT_EQ(img->GetIntensityDirect(x, y, direct.data()), 1);
@@ -58,9 +54,8 @@ TEST_P(ElementAccess, ReadsTakeTheElementAtTheLocalPosition) {
       EXPECT_EQ(point, frame0);
       for (int f = 0; f < kFrames; ++f) {
         const size_t i = Index(kW, kH, x, y, f);
-        Value want = Expected(type, i);
+        Value want = Expected(type, i), banded = kFresh, banded_direct = kFresh;
         if (type == 9) want[0] = Pattern(i);  // byte number i of the buffer, not 2i
-        Value banded = Fresh(), banded_direct = Fresh();
         EXPECT_EQ(img->GetIntensity(x + kOx, y + kOy, banded.data(), f), 1);
         EXPECT_EQ(img->GetIntensityDirect(x, y, banded_direct.data(), f), 1);
         EXPECT_EQ(banded, want) << "frame " << f;
@@ -73,37 +68,30 @@ TEST_P(ElementAccess, ReadsTakeTheElementAtTheLocalPosition) {
 TEST_P(ElementAccess, WritesStoreExactlyTheElementBytes) {
   const unsigned char type = GetParam();
   const size_t n = ElementBytes(type);
-  const Value in = {1, 2, 3, 4, 5, 6, 7, 8};
-  struct Write {
-    int frame;
-    int (*call)(TImage&, const unsigned char*);
+  using Write = int (*)(TImage&);
+  g_point = TPoint(2 + kOx, 1 + kOy);
+  const std::pair<int, Write> writes[] = {
+      // frame written, call
+      {0, [](TImage& m) { return m.SetIntensity(2 + kOx, 1 + kOy, kIn.data()); }},
+      {0, [](TImage& m) { return m.SetIntensityDirect(2, 1, kIn.data()); }},
+      {0, [](TImage& m) { return m.SetIntensity(g_point, kIn.data()); }},
+      {1, [](TImage& m) { return m.SetIntensity(2 + kOx, 1 + kOy, kIn.data(), 1); }},
+      {1, [](TImage& m) { return m.SetIntensityDirect(2, 1, kIn.data(), 1); }},
   };
-  const Write writes[] = {
-      {0, [](TImage& m, const unsigned char* v) { return m.SetIntensity(2 + kOx, 1 + kOy, v); }},
-      {0, [](TImage& m, const unsigned char* v) { return m.SetIntensityDirect(2, 1, v); }},
-      {0,
-       [](TImage& m, const unsigned char* v) {
-         TPoint p(2 + kOx, 1 + kOy);
-         return m.SetIntensity(p, v);
-       }},
-      {1, [](TImage& m, const unsigned char* v) { return m.SetIntensity(2 + kOx, 1 + kOy, v, 1); }},
-      {1, [](TImage& m, const unsigned char* v) { return m.SetIntensityDirect(2, 1, v, 1); }},
-  };
-  for (const Write& w : writes) {
+  for (const auto& [frame, write] : writes) {
     TImage img(kW, kH, type, kFrames, nullptr, kOx, kOy);
-    EXPECT_EQ(w.call(img, in.data()), 1);
+    EXPECT_EQ(write(img), 1);
     // 16-bit writes with a band store both bytes: no fall-through.
     std::vector<unsigned char> want(kW * kH * kFrames * n, 0);
-    std::memcpy(&want[Index(kW, kH, 2, 1, w.frame) * n], in.data(), n);
-    EXPECT_EQ(std::vector<unsigned char>(img.data, img.data + want.size()), want);
+    std::memcpy(&want[Index(kW, kH, 2, 1, frame) * n], kIn.data(), n);
+    EXPECT_EQ(Buffer(img), want);
   }
 }
 
 TEST_P(ElementAccess, OutsidePositionsAndMissingFramesAreRefused) {
   const unsigned char type = GetParam();
   auto img = Patterned(kW, kH, type, kFrames, kOx, kOy);
-  const std::vector<unsigned char> before(img->data, img->data + img->Size());
-  const Value in = {1, 2, 3, 4, 5, 6, 7, 8};
+  const std::vector<unsigned char> before = Buffer(*img);
   struct At {
     int x, y, band;
   };
@@ -114,94 +102,82 @@ TEST_P(ElementAccess, OutsidePositionsAndMissingFramesAreRefused) {
     SCOPED_TRACE(testing::Message() << a.x << " " << a.y << " band " << a.band);
     const int ex = a.x == INT_MIN ? INT_MIN : a.x + kOx;
     const int ey = a.y == INT_MAX ? INT_MAX : a.y + kOy;
-    Value v = Fresh();
+    Value v = kFresh;
     TPoint p(ex, ey);
     if (a.band == 0) {
       EXPECT_EQ(img->GetIntensity(ex, ey, v.data()), 0);
       EXPECT_EQ(img->GetIntensityDirect(a.x, a.y, v.data()), 0);
       EXPECT_EQ(img->GetIntensity(p, v.data()), 0);
-      EXPECT_EQ(img->SetIntensity(ex, ey, in.data()), 0);
-      EXPECT_EQ(img->SetIntensityDirect(a.x, a.y, in.data()), 0);
-      EXPECT_EQ(img->SetIntensity(p, in.data()), 0);
+      EXPECT_EQ(img->SetIntensity(ex, ey, kIn.data()), 0);
+      EXPECT_EQ(img->SetIntensityDirect(a.x, a.y, kIn.data()), 0);
+      EXPECT_EQ(img->SetIntensity(p, kIn.data()), 0);
     }
     EXPECT_EQ(img->GetIntensity(ex, ey, v.data(), a.band), 0);
     EXPECT_EQ(img->GetIntensityDirect(a.x, a.y, v.data(), a.band), 0);
-    EXPECT_EQ(img->SetIntensity(ex, ey, in.data(), a.band), 0);
-    EXPECT_EQ(img->SetIntensityDirect(a.x, a.y, in.data(), a.band), 0);
+    EXPECT_EQ(img->SetIntensity(ex, ey, kIn.data(), a.band), 0);
+    EXPECT_EQ(img->SetIntensityDirect(a.x, a.y, kIn.data(), a.band), 0);
     EXPECT_EQ(img->GetSubPixelIntensity(ex, ey, v.data(), a.band), 0);
-    EXPECT_EQ(v, Fresh());
+    EXPECT_EQ(v, kFresh);
   }
-  EXPECT_EQ(std::vector<unsigned char>(img->data, img->data + img->Size()), before);
+  EXPECT_EQ(Buffer(*img), before);
 }
 
 // Type 3 has no meaning of its own: it is handled as a byte image.
-INSTANTIATE_TEST_SUITE_P(AllTypes, ElementAccess, ::testing::Values(2, 5, 6, 8, 9, 3), TypeName);
-
-TEST(ElementAccess, SixteenBitBandReadKeepsOnlyTheHighByte) {
-  // 0xABCD at (2, 1), element index 6; bytes 6 and 7 belong to element 3.
-  std::vector<unsigned char> bytes(4 * 3 * 2, 0);
-  bytes[12] = 0xCD;
-  bytes[13] = 0xAB;
-  bytes[6] = 0x34;
-  bytes[7] = 0x12;
-  auto img = FromBytes(4, 3, 9, 1, bytes);
-  Value whole = Fresh(), banded = Fresh();
-  ASSERT_EQ(img->GetIntensity(2, 1, whole.data()), 1);
-  ASSERT_EQ(img->GetIntensity(2, 1, banded.data(), 0), 1);
-  EXPECT_EQ(whole[0], 0xCD);
-  EXPECT_EQ(whole[1], 0xAB);
-  EXPECT_EQ(banded[0], 0x34);
-  EXPECT_EQ(banded[1], 0xAB);
-}
+INSTANTIATE_TEST_SUITE_P(AllTypes, ElementAccess, ::testing::Values(2, 5, 6, 8, 9, 3),
+                         [](const ::testing::TestParamInfo<unsigned char>& info) {
+                           return "type" + std::to_string(info.param);
+                         });
 
 TEST(ElementAccess, ImageWithoutFramesRefusesFrameZero) {
-  TImage img(2, 2, 8, 0, nullptr, 0, 0);
-  Value v = Fresh();
-  EXPECT_EQ(img.GetIntensity(0, 0, v.data()), 0);
-  EXPECT_EQ(img.SetIntensityDirect(0, 0, v.data()), 0);
-  EXPECT_EQ(img.GetSubPixelIntensity(0.5, 0.5, v.data()), 0);
-  EXPECT_EQ(v, Fresh());
+  TImage none(2, 2, 8, 0, nullptr, 0, 0);
+  Value v = kFresh;
+  EXPECT_EQ(none.GetIntensity(0, 0, v.data()), 0);
+  EXPECT_EQ(none.SetIntensityDirect(0, 0, v.data()), 0);
+  EXPECT_EQ(none.GetSubPixelIntensity(0.5, 0.5, v.data()), 0);
+  EXPECT_EQ(v, kFresh);
 }
 
-// 5 x 5 byte image, zero offsets: a, b, c, d around (2.5, 3.25) are 10, 11,
-// 12, 12, so the mix is 0.375 * 21 + 0.125 * 24 = 10.875.
-std::vector<unsigned char> MixImage() {
-  std::vector<unsigned char> v(25, 0);
-  v[3 * 5 + 2] = 10;
-  v[3 * 5 + 3] = 11;
-  v[4 * 5 + 2] = 12;
-  v[4 * 5 + 3] = 12;
-  return v;
+// The byte a sub-pixel read leaves (kNoBand: the form without a band), or -1
+// when it is refused with the value untouched.
+int SubByte(TImage& im, double x, double y, int band = kNoBand) {
+  Value v = kFresh;
+  const int done = band == kNoBand ? im.GetSubPixelIntensity(x, y, v.data())
+                                   : im.GetSubPixelIntensity(x, y, v.data(), band);
+  EXPECT_TRUE(std::equal(v.begin() + 1, v.end(), kFresh.begin() + 1));  // one byte at most
+  return done ? v[0] : v[0] == kUntouched ? -1 : -2;
 }
 
 TEST(SubPixel, ByteImagesMixAndTruncate) {
+  // 5 x 5 image, zero offsets: a, b, c, d around (2.5, 3.25) are 10, 11, 12,
+  // 12, so the mix is 0.375 * 21 + 0.125 * 24 = 10.875.
+  std::vector<unsigned char> mix(25, 0);
+  mix[17] = 10, mix[18] = 11, mix[22] = 12, mix[23] = 12;
   for (unsigned char type : {8, 3}) {
-    auto img = FromBytes(5, 5, type, 1, MixImage());
-    Value plain = Fresh(), banded = Fresh();
-    EXPECT_EQ(img->GetSubPixelIntensity(2.5, 3.25, plain.data()), 1);
-    EXPECT_EQ(img->GetSubPixelIntensity(2.5, 3.25, banded.data(), 0), 1);
-    EXPECT_EQ(plain[0], 10);
-    EXPECT_EQ(banded[0], 10);
-    EXPECT_EQ(plain[1], kUntouched);
+    auto img = FromBytes(5, 5, type, 1, mix);
+    EXPECT_EQ(SubByte(*img, 2.5, 3.25), 10);
+    EXPECT_EQ(SubByte(*img, 2.5, 3.25, 0), 10);
+    EXPECT_EQ(SubByte(*img, 3.5, 3.5), 5);  // width - 1.5: (11 + 0 + 12 + 0) / 4 = 5.75
   }
-}
-
-TEST(SubPixel, PositionsWithoutFourNeighboursAreRefused) {
-  auto img = FromBytes(5, 5, 8, 1, MixImage());
+  auto img = FromBytes(5, 5, 8, 1, mix);
   const double nan = std::numeric_limits<double>::quiet_NaN();
   const double inf = std::numeric_limits<double>::infinity();
   const double refused[][2] = {{4.0, 1.0}, {1.0, 4.0},  {-0.5, 1.0}, {1.0, -0.01},
                                {nan, 1.0}, {1.0, nan},  {inf, 1.0},  {-inf, 1.0},
                                {1e300, 1}, {1, -1e300}, {4.5, 1.0}};
   for (const auto& p : refused) {
-    Value v = Fresh();
-    EXPECT_EQ(img->GetSubPixelIntensity(p[0], p[1], v.data()), 0) << p[0] << " " << p[1];
-    EXPECT_EQ(img->GetSubPixelIntensity(p[0], p[1], v.data(), 0), 0) << p[0] << " " << p[1];
-    EXPECT_EQ(v, Fresh());
+    EXPECT_EQ(SubByte(*img, p[0], p[1]), -1) << p[0] << " " << p[1];
+    EXPECT_EQ(SubByte(*img, p[0], p[1], 0), -1) << p[0] << " " << p[1];
   }
-  Value v = Fresh();
-  EXPECT_EQ(img->GetSubPixelIntensity(3.5, 3.5, v.data()), 1);  // width - 1.5
-  EXPECT_EQ(v[0], 5);  // (11 + 0 + 12 + 0) / 4 = 5.75, truncated
+  // Frame 2 of a 2 x 2 three-frame image holds 100, 200, 0, 40: at s = t =
+  // 0.5 the mix is 85.
+  EXPECT_EQ(SubByte(*FromBytes(2, 2, 8, 3, {7, 7, 7, 7, 7, 7, 7, 7, 100, 200, 0, 40}), 0.5, 0.5, 2),
+            85);
+  // Offset 10: x = 11.5 gives ix = 1 and s = 10.5, so with t = 0 the value is
+  // -9.5 a + 10.5 b, truncated, low 8 bits.
+  const unsigned char cases[][3] = {{10, 20, 115}, {20, 10, 171 /* -85 */}, {0, 30, 59 /* 315 */}};
+  for (const auto& c : cases)
+    EXPECT_EQ(SubByte(*FromBytes(3, 3, 8, 1, {0, 0, 0, 0, c[0], c[1], 0, 0, 0}, 10, 0), 11.5, 1.0),
+              c[2]);
 }
 
 TEST(SubPixel, WiderTypesMixOnlyDoublesWithoutBand) {
@@ -227,7 +203,7 @@ TEST(SubPixel, WiderTypesMixOnlyDoublesWithoutBand) {
   // (a 16-bit element keeps both bytes with a band too).
   for (unsigned char type : {5, 6, 9}) {
     auto img = Patterned(3, 3, type, 2);
-    Value plain = Fresh(), banded = Fresh();
+    Value plain = kFresh, banded = kFresh;
     EXPECT_EQ(img->GetSubPixelIntensity(1.75, 0.5, plain.data()), 1);
     EXPECT_EQ(img->GetSubPixelIntensity(1.75, 0.5, banded.data(), 1), 1);
     EXPECT_EQ(plain, Expected(type, Index(3, 3, 1, 0, 0))) << int(type);
@@ -235,41 +211,13 @@ TEST(SubPixel, WiderTypesMixOnlyDoublesWithoutBand) {
   }
 }
 
-TEST(SubPixel, BandSelectsTheFrameOfTheNeighbours) {
-  // Frame 2 of a 2 x 2 three-frame image holds 100, 200, 0, 40: at s = t = 0.5
-  // the mix is 85.
-  std::vector<unsigned char> bytes(12, 7);
-  bytes[8] = 100;
-  bytes[9] = 200;
-  bytes[10] = 0;
-  bytes[11] = 40;
-  auto img = FromBytes(2, 2, 8, 3, bytes);
-  Value v = Fresh();
-  EXPECT_EQ(img->GetSubPixelIntensity(0.5, 0.5, v.data(), 2), 1);
-  EXPECT_EQ(v[0], 85);
-}
-
-TEST(SubPixel, OffsetsEnterTheWeights) {
-  // Offset 10: x = 11.5 gives ix = 1 and s = 10.5, so with t = 0 the value is
-  // -9.5 a + 10.5 b.
-  struct Case {
-    unsigned char a, b, want;
-  } cases[] = {{10, 20, 115}, {20, 10, 171 /* -85, low 8 bits */}, {0, 30, 59 /* 315 */}};
-  for (const Case& c : cases) {
-    auto img = Bytes(3, 3, {0, 0, 0, 0, c.a, c.b, 0, 0, 0}, 10, 0);
-    Value v = Fresh();
-    EXPECT_EQ(img->GetSubPixelIntensity(11.5, 1.0, v.data()), 1);
-    EXPECT_EQ(v[0], c.want) << int(c.a) << " " << int(c.b);
-  }
-}
-
 TEST(PixelOperations, AverageAndThresholdChangeNothing) {
   auto img = Patterned(2, 2, 8, 1);
-  Value v = Fresh();
+  Value v = kFresh;
   EXPECT_EQ(img->Average(v.data()), 1);
   EXPECT_EQ(img->Threshold(v.data()), 1);
-  EXPECT_EQ(v, Fresh());
-  EXPECT_EQ(std::vector<unsigned char>(img->data, img->data + 4), PatternBytes(2, 2, 8, 1));
+  EXPECT_EQ(v, kFresh);
+  EXPECT_EQ(Buffer(*img), PatternBytes(2, 2, 8, 1));
 }
 
 }  // namespace

@@ -5,7 +5,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <map>
 #include <regex>
 #include <sstream>
 #include <string>
@@ -15,19 +14,12 @@
 #include "image_read_support.h"
 #include "test_support.h"
 
-using imagetest::AllBytes;
-using imagetest::kReadFailed;
-using imagetest::Opening;
-using imagetest::Read;
-using imagetest::ReadOutcome;
-using testsupport::Le16;
-using testsupport::Le32;
-using testsupport::TempDir;
-using testsupport::WriteFile;
+using namespace imagetest;
+using namespace testsupport;
 
 namespace {
 
-// The refusals, in ISO-8859-1 (0xE9 e acute, 0xE0 a grave).
+// The refusals on the error stream, in ISO-8859-1 (0xE9 e acute, 0xE0 a grave).
 std::string Refusal(int message, const std::string& name, unsigned value) {
   if (message == 1)
     return name +
@@ -38,42 +30,35 @@ std::string Refusal(int message, const std::string& name, unsigned value) {
   return " " + name + ": Mauvais nombre de bits / pixel : " + std::to_string(value) + ".\n";
 }
 
-std::string Accepted(const std::string& name, unsigned width, unsigned height) {
-  const std::string w = std::to_string(width), h = std::to_string(height);
-  return Opening(name, "Lecture de l'image TIFF <" + name + ">\nLargeurxHauteur : " + w + "x" + h +
-                           "\n\nwidth: " + w + ", height: " + h + ", Success!\n");
-}
-
-// A 3 x 2 TIFF written by libtiff; byte i of row y is y * 16 + i.
-void WriteTiff(const std::string& path, uint16_t photometric, uint16_t samples, uint16_t bits,
-               uint16_t compression = COMPRESSION_NONE) {
-  TIFF* tif = TIFFOpen(path.c_str(), "w");
-  ASSERT_NE(tif, nullptr);
-  TIFFSetField(tif, TIFFTAG_IMAGEWIDTH, 3u);
-  TIFFSetField(tif, TIFFTAG_IMAGELENGTH, 2u);
-  TIFFSetField(tif, TIFFTAG_BITSPERSAMPLE, bits);
-  TIFFSetField(tif, TIFFTAG_SAMPLESPERPIXEL, samples);
-  TIFFSetField(tif, TIFFTAG_PLANARCONFIG, PLANARCONFIG_CONTIG);
-  TIFFSetField(tif, TIFFTAG_PHOTOMETRIC, photometric);
-  TIFFSetField(tif, TIFFTAG_COMPRESSION, compression);
-  std::vector<uint16_t> colormap(3u << bits);
-  if (photometric == PHOTOMETRIC_PALETTE)
-    TIFFSetField(tif, TIFFTAG_COLORMAP, &colormap[0], &colormap[1u << bits], &colormap[2u << bits]);
-  const uint16_t alpha = EXTRASAMPLE_ASSOCALPHA;
-  if (samples == 2) TIFFSetField(tif, TIFFTAG_EXTRASAMPLES, 1, &alpha);
-  std::vector<unsigned char> row(static_cast<size_t>(TIFFScanlineSize(tif)));
-  for (uint32_t y = 0; y < 2; ++y) {
-    for (size_t i = 0; i < row.size(); ++i) row[i] = static_cast<unsigned char>(y * 16 + i);
-    ASSERT_GE(TIFFWriteScanline(tif, row.data(), y, 0), 0);
+// Checks what reading `name` gives: refused (message 1 to 3 with `value`) or
+// accepted as a width x height byte image, whose bytes are returned.
+std::string ExpectRead(const std::string& name, int message, unsigned value, unsigned width = 0,
+                       unsigned height = 0) {
+  ReadOutcome r = Read(name);
+  if (message) {
+    EXPECT_EQ(r.status, 255);
+    EXPECT_EQ(r.out, ImageOpening(name, ""));
+    EXPECT_EQ(r.err, Refusal(message, name, value));
+    return "";
   }
-  TIFFClose(tif);
+  EXPECT_EQ(r.status, 0) << r.out << r.err;
+  EXPECT_EQ(r.out, ImageOpening(name, Format("Lecture de l'image TIFF <%s>\nLargeurxHauteur : "
+                                             "%ux%u\n\nwidth: %u, height: %u, Success!\n",
+                                             name.c_str(), width, height, width, height)));
+  EXPECT_EQ(r.err, "");
+  EXPECT_EQ(r.error, 1);
+  if (!r.image) return "";
+  EXPECT_EQ(r.image->type, 8);
+  EXPECT_EQ(r.image->frames, 1);
+  return AllBytes(*r.image);
 }
 
 TEST(TiffRead, EightBitMinIsBlackIsAcceptedOthersRefused) {
   TempDir dir;
+  const std::string pixels("\x00\x01\x02\x10\x11\x12", 6);  // 3 x 2
   const struct {
     const char* file;
-    uint16_t photometric, samples, bits, compression;
+    unsigned photometric, samples, bits, compression;
     int message;  // 0: accepted
     unsigned value;
   } cases[] = {
@@ -89,49 +74,34 @@ TEST(TiffRead, EightBitMinIsBlackIsAcceptedOthersRefused) {
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.file);
-    const std::string name = dir.file(c.file);
-    WriteTiff(name, c.photometric, c.samples, c.bits, c.compression);
-    ReadOutcome r = Read(name);
-    if (c.message) {
-      EXPECT_EQ(r.status, 255);
-      EXPECT_EQ(r.out, Opening(name, ""));
-      EXPECT_EQ(r.err, Refusal(c.message, name, c.value));
-      continue;
-    }
-    ASSERT_EQ(r.status, 0) << r.out << r.err;
-    EXPECT_EQ(r.out, Accepted(name, 3, 2));
-    EXPECT_EQ(r.err, "");
-    EXPECT_EQ(r.error, 1);
-    EXPECT_EQ(r.image->type, 8);
-    EXPECT_EQ(r.image->frames, 1);
-    EXPECT_EQ(AllBytes(*r.image), std::string("\x00\x01\x02\x10\x11\x12", 6));
+    WriteTiff(dir.file(c.file), 3, 2, pixels, c.photometric, c.samples, c.bits, c.compression);
+    EXPECT_EQ(ExpectRead(dir.file(c.file), c.message, c.value, 3, 2), c.message ? "" : pixels);
   }
 }
 
-// A little-endian TIFF: entries (tag, type 3 SHORT or 4 LONG, values) with
-// arrays longer than 4 bytes after the directory, then `pixels`;
-// StripOffsets count from the start of `pixels`.
-std::string BuildTiff(const std::map<uint16_t, std::pair<uint16_t, std::vector<uint32_t>>>& tags,
-                      const std::string& pixels) {
-  std::string dir = Le16(static_cast<unsigned>(tags.size())), extra;
+// A little-endian TIFF of one directory: entries (tag, type 3 SHORT or 4 LONG,
+// values) in tag order, arrays longer than 4 bytes after the directory, then
+// `pixels`; StripOffsets count from the start of `pixels`.
+std::string BuildTiff(
+    const std::vector<std::tuple<uint16_t, uint16_t, std::vector<uint32_t>>>& tags,
+    const std::string& pixels) {
   const uint32_t after_dir = 8 + 2 + 12 * static_cast<uint32_t>(tags.size()) + 4;
   uint32_t pixel_start = after_dir;
-  for (const auto& [tag, entry] : tags) {
-    const size_t bytes = entry.second.size() * (entry.first == 3 ? 2 : 4);
-    if (bytes > 4) pixel_start += static_cast<uint32_t>(bytes);
-  }
-  for (const auto& [tag, entry] : tags) {
-    std::string values;
-    for (uint32_t v : entry.second) {
+  for (const auto& [tag, type, values] : tags)
+    if (values.size() * (type == 3 ? 2 : 4) > 4) pixel_start += values.size() * (type == 3 ? 2 : 4);
+  std::string dir = Le16(static_cast<unsigned>(tags.size())), extra;
+  for (const auto& [tag, type, values] : tags) {
+    std::string bytes;
+    for (uint32_t v : values) {
       if (tag == TIFFTAG_STRIPOFFSETS) v += pixel_start;
-      values += entry.first == 3 ? Le16(v) : Le32(v);
+      bytes += type == 3 ? Le16(v) : Le32(v);
     }
-    dir += Le16(tag) + Le16(entry.first) + Le32(static_cast<unsigned>(entry.second.size()));
-    if (values.size() > 4) {
+    dir += Le16(tag) + Le16(type) + Le32(static_cast<unsigned>(values.size()));
+    if (bytes.size() > 4) {
       dir += Le32(after_dir + static_cast<uint32_t>(extra.size()));
-      extra += values;
+      extra += bytes;
     } else {
-      dir += values + std::string(4 - values.size(), '\0');
+      dir += bytes + std::string(4 - bytes.size(), '\0');
     }
   }
   return "II" + Le16(42) + Le32(8) + dir + Le32(0) + extra + pixels;
@@ -140,54 +110,34 @@ std::string BuildTiff(const std::map<uint16_t, std::pair<uint16_t, std::vector<u
 TEST(TiffRead, ByteBuiltFiles) {
   TempDir dir;
   const std::string name = dir.file("b.tif");
+  // clang-format off
   // No SamplesPerPixel: one sample is assumed.
-  WriteFile(name, BuildTiff({{256, {3, {3}}},
-                             {257, {3, {2}}},
-                             {258, {3, {8}}},
-                             {259, {3, {1}}},
-                             {262, {3, {1}}},
-                             {273, {4, {0}}},
-                             {278, {3, {2}}},
-                             {279, {4, {6}}}},
-                            "uvwxyz"));
-  ReadOutcome r = Read(name);
-  ASSERT_EQ(r.status, 0) << r.out << r.err;
-  EXPECT_EQ(r.out, Accepted(name, 3, 2));
-  EXPECT_EQ(AllBytes(*r.image), "uvwxyz");
+  WriteFile(name, BuildTiff({{256, 3, {3}}, {257, 3, {2}}, {258, 3, {8}}, {259, 3, {1}},
+                             {262, 3, {1}}, {273, 4, {0}}, {278, 3, {2}}, {279, 4, {6}}}, "uvwxyz"));
+  EXPECT_EQ(ExpectRead(name, 0, 0, 3, 2), "uvwxyz");
   // Four strips of one row, the file ends after the second: the rest stays
   // 0, and nothing is reported.
-  WriteFile(name, BuildTiff({{256, {3, {4}}},
-                             {257, {3, {4}}},
-                             {258, {3, {8}}},
-                             {259, {3, {1}}},
-                             {262, {3, {1}}},
-                             {273, {4, {0, 4, 8, 12}}},
-                             {277, {3, {1}}},
-                             {278, {3, {1}}},
-                             {279, {4, {4, 4, 4, 4}}}},
-                            "abcdefgh"));
-  r = Read(name);
-  ASSERT_EQ(r.status, 0) << r.out << r.err;
-  EXPECT_EQ(r.out, Accepted(name, 4, 4));
-  EXPECT_EQ(r.err, "");
-  EXPECT_EQ(AllBytes(*r.image), "abcdefgh" + std::string(8, '\0'));
+  WriteFile(name, BuildTiff({{256, 3, {4}}, {257, 3, {4}}, {258, 3, {8}}, {259, 3, {1}},
+                             {262, 3, {1}}, {273, 4, {0, 4, 8, 12}}, {277, 3, {1}}, {278, 3, {1}},
+                             {279, 4, {4, 4, 4, 4}}}, "abcdefgh"));
+  // clang-format on
+  EXPECT_EQ(ExpectRead(name, 0, 0, 4, 4), "abcdefgh" + std::string(8, '\0'));
 }
 
 TEST(TiffRead, FilesLibtiffCannotOpenFailWithError3) {
   TempDir dir;
-  const std::string bytes[] = {"", "not an image", "II" + Le16(42), "II" + Le16(42) + Le32(4096),
-                               "MM" + Le16(42) + Le32(8)};
-  for (const std::string& b : bytes) {
+  for (const std::string& b : {std::string(), std::string("not an image"), "II" + Le16(42),
+                               "II" + Le16(42) + Le32(4096), "MM" + Le16(42) + Le32(8)}) {
     SCOPED_TRACE(b);
     WriteFile(dir.file("bad.tif"), b);
     ReadOutcome r = Read(dir.file("bad.tif"));
     EXPECT_EQ(r.status, 255);
-    EXPECT_EQ(r.out, Opening(dir.file("bad.tif"), kReadFailed));
+    EXPECT_EQ(r.out, ImageOpening(dir.file("bad.tif"), kReadFailed));
     EXPECT_EQ(r.error, 3);
     EXPECT_NE(r.err, "");  // libtiff's reason
   }
   ReadOutcome r = Read(dir.file("none.tiff"));
-  EXPECT_EQ(r.out, Opening(dir.file("none.tiff"), kReadFailed));
+  EXPECT_EQ(r.out, ImageOpening(dir.file("none.tiff"), kReadFailed));
   EXPECT_EQ(r.error, 3);
 }
 
@@ -197,7 +147,7 @@ TEST(TiffRead, FilesLibtiffCannotOpenFailWithError3) {
 TEST(TiffSampleImages, EachFileIsAcceptedOrRefusedAsListed) {
   const std::string folder = std::string(KLUTEIDA_SHARED_DATA) + "/tiff";
   if (!std::filesystem::is_directory(folder)) GTEST_SKIP() << folder << " is absent";
-  std::istringstream info(testsupport::ReadFile(folder + "/INFO.txt"));
+  std::istringstream info(ReadFile(folder + "/INFO.txt"));
   const std::regex file_line(R"(^(\S+\.tiff?)$)"), size(R"(byte order \w+, (\d+)x(\d+),)"),
       accept(R"(-> ACCEPT: .*pixel sum (\d+), min (\d+), max (\d+))"),
       refuse(R"(-> REFUSE msg (\d) \(\w+ (\d+)\))");
@@ -206,34 +156,20 @@ TEST(TiffSampleImages, EachFileIsAcceptedOrRefusedAsListed) {
   std::smatch m;
   while (std::getline(info, line)) {
     if (std::regex_search(line, m, file_line)) name = folder + "/" + m[1].str();
-    if (std::regex_search(line, m, size)) {
-      width = std::stoul(m[1]);
-      height = std::stoul(m[2]);
-    }
-    const bool accepted = std::regex_search(line, m, accept);
-    if (!accepted && !std::regex_search(line, m, refuse)) continue;
+    if (std::regex_search(line, m, size)) width = std::stoul(m[1]), height = std::stoul(m[2]);
     SCOPED_TRACE(name);
-    ReadOutcome r = Read(name);
-    ++checked;
-    if (!accepted) {
-      EXPECT_EQ(r.status, 255);
-      EXPECT_EQ(r.out, Opening(name, ""));
-      EXPECT_EQ(r.err, Refusal(std::stoi(m[1]), name, std::stoul(m[2])));
-      continue;
+    if (std::regex_search(line, m, refuse)) {
+      ++checked;
+      ExpectRead(name, std::stoi(m[1]), std::stoul(m[2]));
+    } else if (std::regex_search(line, m, accept)) {
+      ++checked;
+      unsigned long long sum = 0;
+      unsigned lo = 255, hi = 0;
+      for (unsigned char p : ExpectRead(name, 0, 0, width, height))
+        sum += p, lo = std::min<unsigned>(lo, p), hi = std::max<unsigned>(hi, p);
+      EXPECT_EQ(Format("%llu %u %u", sum, lo, hi),
+                m[1].str() + " " + m[2].str() + " " + m[3].str());
     }
-    ASSERT_EQ(r.status, 0) << r.out << r.err;
-    EXPECT_EQ(r.out, Accepted(name, width, height));
-    EXPECT_EQ(r.err, "");
-    unsigned long long sum = 0;
-    unsigned lo = 255, hi = 0;
-    for (unsigned char p : AllBytes(*r.image)) {
-      sum += p;
-      lo = std::min<unsigned>(lo, p);
-      hi = std::max<unsigned>(hi, p);
-    }
-    EXPECT_EQ(sum, std::stoull(m[1]));
-    EXPECT_EQ(lo, std::stoul(m[2]));
-    EXPECT_EQ(hi, std::stoul(m[3]));
   }
   EXPECT_EQ(checked, 31u);
 }
