@@ -1,0 +1,258 @@
+#include "correlation_reference.h"
+
+#include <algorithm>
+#include <cstdio>
+#include <memory>
+#include <vector>
+
+#include "image/median.h"
+#include "math/tmatrix.h"
+
+namespace reference {
+namespace {
+
+// A k x k window of `image` at (x, y), band `band`, normalised; its deviation
+// goes to *deviation.
+std::unique_ptr<TMatrix> NormalisedWindow(TImage* image, int x, int y, int band, int k,
+                                          double* deviation) {
+  auto window = std::make_unique<TMatrix>(k, k);
+  image->GetWindow(x, y, window.get(), band);
+  window->Normalize();
+  *deviation = window->StandardDeviation();
+  return window;
+}
+
+void Write(TDispImage& out, int x, int y, int byte) {
+  unsigned char value[8] = {static_cast<unsigned char>(byte)};
+  out.SetIntensity(x, y, value);
+}
+
+void Start(TDispImage& out, int mind, int maxd) {
+  std::printf("finding correlations... ");
+  std::fflush(stdout);
+  out.MinDisparity = mind;
+  out.MaxDisparity = maxd;
+}
+
+void Row(int y, int period) {
+  if (y % period == 0) {
+    std::printf("%d ", y);
+    std::fflush(stdout);
+  }
+}
+
+void Done() {
+  std::puts("OK");
+  std::fflush(stdout);
+}
+
+// Winner scan from `start`, strictly greater only; -1 when nothing beats it.
+int Winner(const std::vector<double>& curve, int n, double start, double* best) {
+  int index = -1;
+  *best = start;
+  for (int i = 0; i < n; i++) {
+    if (curve[i] > *best) {
+      *best = curve[i];
+      index = i;
+    }
+  }
+  return index;
+}
+
+// The median three-band curve of the pixel (x, y) over candidates [lo, hi),
+// with k x k windows; the candidates of (362, 362) go to "cc.txt" when asked.
+void ThreeBandCurve(TImage* left, TImage* right, int x, int y, int k, int divisor, int mind,
+                    long long lo, long long hi, bool debug, std::vector<double>& curve, int n) {
+  double sa[3];
+  std::unique_ptr<TMatrix> a[3];
+  for (int b = 0; b < 3; b++) a[b] = NormalisedWindow(left, x, y, b, k, &sa[b]);
+  for (int i = 0; i < n; i++) curve[i] = 0;
+  std::FILE* f = nullptr;
+  if (debug && x == 362 && y == 362) f = std::fopen("cc.txt", "w");
+  for (long long u = lo; u < hi; u++) {
+    double s[3];
+    for (int b = 0; b < 3; b++) {
+      double sb;
+      std::unique_ptr<TMatrix> w = NormalisedWindow(right, static_cast<int>(u), y, b, k, &sb);
+      s[b] = w->InnerProduct(a[b].get()) / (sa[b] * sb * divisor);
+    }
+    const double med = Median(s[0], s[1], s[2]);
+    curve[u - x - mind] = med;
+    if (f) std::fprintf(f, "%f %f %f %f\n", med, s[0], s[1], s[2]);
+  }
+  if (f) std::fclose(f);
+}
+
+}  // namespace
+
+int CalculateCorrelations(TDispImage& out, TImage* left, TImage* right, int mind, int maxd,
+                          double threshold) {
+  Start(out, mind, maxd);
+  const int W = left->Width();
+  const int H = left->Height();
+  const int n = maxd - mind;
+  std::vector<double> curve(std::max(n, 0), 0.0);
+  for (int y = 2; y < H - 2; y++) {
+    Row(y, 32);
+    for (int x = 2; x < W - 2; x++) {
+      double sa;
+      std::unique_ptr<TMatrix> a = NormalisedWindow(left, x, y, 0, 5, &sa);
+      for (int i = 0; i < n; i++) curve[i] = 0;
+      const long long lo = std::max(static_cast<long long>(x) + mind, 2LL);
+      const long long hi = std::min(static_cast<long long>(x) + maxd, W - 2LL);
+      for (long long u = lo; u < hi; u++) {
+        double sb;
+        std::unique_ptr<TMatrix> b = NormalisedWindow(right, static_cast<int>(u), y, 0, 5, &sb);
+        curve[u - x - mind] = b->InnerProduct(a.get()) / (sa * sb * 25);
+      }
+      double best;
+      const int index = Winner(curve, n, -2.01, &best);
+      if (index >= 0 && best > threshold) Write(out, x, y, mind + index + 128);
+    }
+  }
+  Done();
+  return 1;
+}
+
+int CalculateCorrelations3Band(TDispImage& out, TImage* left, TImage* right, int mind, int maxd,
+                               double threshold) {
+  Start(out, mind, maxd);
+  const int W = left->Width();
+  const int H = left->Height();
+  const int n = maxd - mind;
+  std::vector<double> curve(std::max(n, 0), 0.0);
+  for (int y = 3; y < H - 3; y++) {
+    Row(y, 16);
+    for (int x = 3; x < W - 3; x++) {
+      const long long lo = std::max(static_cast<long long>(x) + mind, 3LL);
+      const long long hi = std::min(static_cast<long long>(x) + maxd, W - 3LL);
+      ThreeBandCurve(left, right, x, y, 7, 49, mind, lo, hi, true, curve, n);
+      double best;
+      const int index = Winner(curve, n, -2.01, &best);
+      if (index >= 0 && best > threshold) Write(out, x, y, mind + index + 128);
+    }
+  }
+  Done();
+  return 1;
+}
+
+int CalculateCorrelations3BandHier(TDispImage& out, TImage* left, TImage* right, TImage* guide,
+                                   int mind, int maxd, double threshold) {
+  Start(out, mind, maxd);
+  const int W = left->Width();
+  const int H = left->Height();
+  const int n = maxd - mind;
+  std::vector<double> curve(std::max(n, 0), 0.0);
+  for (int y = 4; y < H - 4; y++) {
+    Row(y, 16);
+    for (int x = 4; x < W - 4; x++) {
+      long long lo = std::max(static_cast<long long>(x) + mind, 4LL);
+      long long hi = std::min(static_cast<long long>(x) + maxd, W - 4LL);
+      unsigned char g[8] = {};
+      guide->GetIntensity(x, y, g);
+      if (g[0] != 0) {
+        lo = std::max(lo, static_cast<long long>(x) + g[0] - 133);
+        hi = std::min(hi, static_cast<long long>(x) + g[0] - 123);
+      }
+      ThreeBandCurve(left, right, x, y, 9, 81, mind, lo, hi, true, curve, n);
+      double best;
+      const int index = Winner(curve, n, -2.01, &best);
+      if (index >= 0 && best > threshold) Write(out, x, y, mind + index + 128);
+    }
+  }
+  Done();
+  return 1;
+}
+
+int CalculateCorrelations3BandSupport(TDispImage& out, TImage* left, TImage* right, TImage* support,
+                                      int mind, int maxd, double threshold) {
+  Start(out, mind, maxd);
+  const int W = left->Width();
+  const int n = maxd - mind;
+  std::vector<double> curve(std::max(n, 0), 0.0);
+  for (int y = 236; y <= 572; y++) {
+    Row(y, 16);
+    for (int x = 137; x <= 475; x++) {
+      unsigned char s[8] = {};
+      support->GetIntensity(x, y, s);
+      if (s[0] != 0) {
+        Write(out, x, y, s[0]);
+        continue;
+      }
+      const long long lo = std::max(static_cast<long long>(x) + mind, 3LL);
+      const long long hi = std::min(static_cast<long long>(x) + maxd, W - 3LL);
+      ThreeBandCurve(left, right, x, y, 7, 49, mind, lo, hi, false, curve, n);
+
+      int index[3];
+      double value[3];
+      int peaks = 0;
+      index[0] = Winner(curve, n, -30.0, &value[0]);
+      if (index[0] < 0) continue;
+      peaks = 1;
+      for (int p = 1; p < 3 && n > 2 && peaks == p; p++) {
+        double best = 0.0;
+        int found = -1;
+        for (int i = 1; i <= n - 2; i++) {
+          if (i == index[0] || (p == 2 && i == index[1])) continue;
+          if (curve[i] > curve[i - 1] && curve[i] > curve[i + 1] && curve[i] > best) {
+            best = curve[i];
+            found = i;
+          }
+        }
+        if (found >= 0) {
+          index[p] = found;
+          value[p] = best;
+          peaks++;
+        }
+      }
+      TMatrix window(7, 7);
+      support->GetWindow(x, y, &window, 0);
+      double best = -10.0;
+      int winner = -1;
+      for (int p = 0; p < peaks; p++) {
+        const int count = window.ElemInDeltaNeig(mind + index[p] + 128, 3.0);
+        const double score = value[p] + 0.01 * count;
+        if (score > best) {
+          best = score;
+          winner = index[p];
+        }
+      }
+      if (winner >= 0 && best > threshold) Write(out, x, y, mind + winner + 128);
+    }
+  }
+  Done();
+  return 1;
+}
+
+std::string DebugLines(TImage* left, TImage* right, TImage* guide, int k, int margin, int mind,
+                       int maxd, int x, int y) {
+  const int W = left->Width();
+  long long lo = std::max(static_cast<long long>(x) + mind, static_cast<long long>(margin));
+  long long hi = std::min(static_cast<long long>(x) + maxd, static_cast<long long>(W - margin));
+  if (guide != nullptr) {
+    unsigned char g[8] = {};
+    guide->GetIntensity(x, y, g);
+    if (g[0] != 0) {
+      lo = std::max(lo, static_cast<long long>(x) + g[0] - 133);
+      hi = std::min(hi, static_cast<long long>(x) + g[0] - 123);
+    }
+  }
+  double sa[3];
+  std::unique_ptr<TMatrix> a[3];
+  for (int b = 0; b < 3; b++) a[b] = NormalisedWindow(left, x, y, b, k, &sa[b]);
+  std::string text;
+  for (long long u = lo; u < hi; u++) {
+    double s[3];
+    for (int b = 0; b < 3; b++) {
+      double sb;
+      std::unique_ptr<TMatrix> w = NormalisedWindow(right, static_cast<int>(u), y, b, k, &sb);
+      s[b] = w->InnerProduct(a[b].get()) / (sa[b] * sb * (k * k));
+    }
+    char line[256];
+    std::snprintf(line, sizeof line, "%f %f %f %f\n", Median(s[0], s[1], s[2]), s[0], s[1], s[2]);
+    text += line;
+  }
+  return text;
+}
+
+}  // namespace reference

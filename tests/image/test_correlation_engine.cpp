@@ -1,0 +1,276 @@
+// The pieces of the correlation engine against their plain forms: the window
+// source against GetWindow, the scores of every kernel level against the
+// TMatrix arithmetic bit for bit, and the score bound of the candidate search
+// on windows chosen to strain it.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstring>
+#include <memory>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "correlation_scene.h"
+#include "image/correlation_bounds.h"
+#include "image/correlation_engine.h"
+#include "image/correlation_kernels.h"
+#include "image/median.h"
+#include "image/window_source.h"
+#include "math/tmatrix.h"
+
+namespace {
+
+using correlation::KernelLevel;
+using scene::Geometry;
+
+std::vector<KernelLevel> Levels() {
+  std::vector<KernelLevel> levels = {KernelLevel::kPortable};
+  if (correlation::BestKernelLevel() >= KernelLevel::kAvx2) levels.push_back(KernelLevel::kAvx2);
+  if (correlation::BestKernelLevel() >= KernelLevel::kAvx512) {
+    levels.push_back(KernelLevel::kAvx512);
+  }
+  return levels;
+}
+
+// Restores the engine's kernel level at the end of a test.
+struct LevelGuard {
+  ~LevelGuard() { correlation::SetKernelLevel(correlation::BestKernelLevel()); }
+};
+
+bool SameBits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
+
+// An image whose buffer holds random bytes (any bit pattern, NaN included).
+std::unique_ptr<TImage> RandomBytes(int w, int h, unsigned char type, int frames, int ox, int oy,
+                                    unsigned seed) {
+  TImage probe(1, 1, type, 1, nullptr, 0, 0);
+  const size_t bytes = static_cast<size_t>(w) * h * frames * probe.BytesPerPixel();
+  auto* data = static_cast<unsigned char*>(std::calloc(bytes + 1, 1));
+  std::mt19937 gen(seed);
+  for (size_t i = 0; i < bytes; ++i) data[i] = static_cast<unsigned char>(gen());
+  return std::make_unique<TImage>(w, h, type, frames, data, ox, oy);
+}
+
+TEST(WindowSource, GivesWhatGetWindowGives) {
+  for (const unsigned char type : {2, 3, 5, 6, 8, 9}) {
+    for (const int frames : {1, 3}) {
+      const auto image = RandomBytes(7, 5, type, frames, 3, -2, type * 10 + frames);
+      for (const int band : {-1, 0, 2, 3}) {
+        const WindowSource source(*image, band);
+        for (const int k : {1, 3, 5}) {
+          TMatrix window(k, k);
+          std::vector<double> values(static_cast<size_t>(k) * k);
+          for (int y = -6; y < 9; ++y) {
+            for (int x = -6; x < 14; ++x) {
+              image->GetWindow(x, y, &window, band);
+              source.FillWindow(x, y, k, values.data());
+              for (int i = 0; i < k * k; ++i) {
+                ASSERT_TRUE(SameBits(values[i], window.elem[i / k][i % k]))
+                    << int(type) << " band " << band << " k " << k << " at " << x << "," << y;
+              }
+            }
+          }
+        }
+      }
+    }
+  }
+}
+
+// The score of the window-by-window computation.
+double MatrixScore(TImage& left, TImage& right, int x, int u, int y, int band, int k) {
+  TMatrix a(k, k);
+  TMatrix b(k, k);
+  left.GetWindow(x, y, &a, band);
+  right.GetWindow(u, y, &b, band);
+  a.Normalize();
+  b.Normalize();
+  const double sa = a.StandardDeviation();
+  const double sb = b.StandardDeviation();
+  return b.InnerProduct(&a) / (sa * sb * (k * k));
+}
+
+// Float values of very different magnitudes: any change in the order of a
+// sum, or a fused multiply-add, shows in the last bits.
+std::unique_ptr<TImage> WideRangeFloats(int w, int h, int frames, unsigned seed) {
+  std::mt19937 gen(seed);
+  std::uniform_real_distribution<double> unit(-0.5, 0.5);
+  std::uniform_real_distribution<double> exponent(-3.0, 3.0);
+  return scene::Make(Geometry{w, h, kTypeFloat, frames, 0, 0},
+                     [&](int, int, int) { return unit(gen) * std::pow(10.0, exponent(gen)); });
+}
+
+TEST(ScoreKernels, DataShowsTheOrderOfTheSums) {
+  // The sequential sum of the products of two normalised windows against the
+  // same sum in pairs and with fused multiply-adds: they must differ
+  // somewhere, or the comparisons below could not see such a change.
+  const auto image = WideRangeFloats(40, 12, 1, 5);
+  int reordered = 0;
+  int fused = 0;
+  for (int x = 4; x < 30; ++x) {
+    TMatrix a(9, 9);
+    TMatrix b(9, 9);
+    image->GetWindow(x, 5, &a, 0);
+    image->GetWindow(x + 3, 5, &b, 0);
+    a.Normalize();
+    b.Normalize();
+    double sequential = 0.0;
+    double pairs[2] = {0.0, 0.0};
+    double fma = 0.0;
+    for (int i = 0; i < 81; ++i) {
+      const double p = b.elem[i / 9][i % 9] * a.elem[i / 9][i % 9];
+      sequential = sequential + p;
+      pairs[i % 2] = pairs[i % 2] + p;
+      fma = std::fma(b.elem[i / 9][i % 9], a.elem[i / 9][i % 9], fma);
+    }
+    reordered += !SameBits(sequential, pairs[0] + pairs[1]);
+    fused += !SameBits(sequential, fma);
+  }
+  EXPECT_GT(reordered, 5);
+  EXPECT_GT(fused, 5);
+}
+
+// Every candidate of a block of reference pixels, one and three bands, every
+// window size, at every kernel level.
+TEST(ScoreKernels, BlockScoresAreTheMatrixScores) {
+  LevelGuard guard;
+  const auto left = WideRangeFloats(48, 14, 3, 1);
+  const auto right = WideRangeFloats(44, 14, 3, 2);
+  for (const KernelLevel level : Levels()) {
+    correlation::SetKernelLevel(level);
+    for (const int k : {3, 5, 7, 9}) {
+      for (const int bands : {1, 3}) {
+        const int h = (k - 1) / 2;
+        const int y = 6;
+        correlation::PairRows rows(*left, *right, bands, k);
+        rows.Build(y, h, 48 - h, h, 44 - h);
+        correlation::CurveBlock block;
+        correlation::Span spans[correlation::kLanes];
+        const int x0 = 12;
+        const int mind = -7;
+        for (int l = 0; l < correlation::kLanes; ++l) {
+          // Spans of different lengths and places.
+          spans[l] = {x0 + l - 7 + l % 3, x0 + l + 6 - l % 2};
+        }
+        block.Compute(rows, x0, spans, mind);
+        for (int l = 0; l < correlation::kLanes; ++l) {
+          const int x = x0 + l;
+          for (long long u = spans[l].lo; u < spans[l].hi; ++u) {
+            const long long i = u - x - mind;
+            double s[3];
+            for (int b = 0; b < bands; ++b) {
+              s[b] = MatrixScore(*left, *right, x, static_cast<int>(u), y, b, k);
+              ASSERT_TRUE(SameBits(block.BandScore(b, l, i), s[b]))
+                  << "level " << int(level) << " k " << k << " x " << x << " u " << u;
+            }
+            const double entry = bands == 3 ? Median(s[0], s[1], s[2]) : s[0];
+            ASSERT_TRUE(SameBits(block.Value(l, i), entry));
+          }
+        }
+      }
+    }
+  }
+}
+
+// Pairs of integer windows scored by the candidate search, in every pattern
+// of columns its kernel loads differently (in a row, in two or three runs,
+// scattered), at every kernel level.
+template <typename T>
+void CheckPairScores(unsigned char type, int bands, int k) {
+  const int w = 60;
+  const int h = 14;
+  const double scale = type == kTypeShort ? 65535.0 : 255.0;
+  const scene::Texture texture(w, h, 3, 9, scale);
+  const auto value = [&](int x, int y, int b) { return texture(x, y, b); };
+  const auto left = scene::Make(Geometry{w, h, type, 3, 0, 0}, value);
+  const auto right = scene::Make(Geometry{w, h, type, 3, 2, 0}, value);
+  const int margin = (k - 1) / 2;
+  const int y = 7;
+  correlation::CandidateFilter<T> filter(*left, *right, bands, k, margin, w - margin, margin,
+                                         w - margin, -20, 20);
+  filter.StartRow(y);
+  std::vector<long long> xs;
+  std::vector<long long> us;
+  const auto add = [&](long long x, long long u) {
+    xs.push_back(x);
+    us.push_back(u);
+  };
+  for (int l = 0; l < 8; ++l) add(10 + l, 14 + l);                     // one run
+  for (int l = 0; l < 8; ++l) add(20 + l, 20 + l + (l < 5 ? 1 : 3));   // two runs
+  for (int l = 0; l < 8; ++l) add(30 + l, 31 + l + (l % 7 == 3) * 4);  // three runs
+  for (int l = 0; l < 8; ++l) add(10 + 3 * l, 40 - 2 * l);             // scattered
+  for (int l = 0; l < 5; ++l) add(40 + l, 44 + l);                     // a short last batch
+  std::vector<double> band_scores[3];
+  std::vector<double> values;
+  filter.Score(xs, us, band_scores, &values);
+  for (size_t i = 0; i < xs.size(); ++i) {
+    double s[3];
+    for (int b = 0; b < bands; ++b) {
+      s[b] = MatrixScore(*left, *right, static_cast<int>(xs[i]), static_cast<int>(us[i]), y, b, k);
+      ASSERT_TRUE(SameBits(band_scores[b][i], s[b])) << "pair " << i << " band " << b;
+    }
+    ASSERT_TRUE(SameBits(values[i], bands == 3 ? Median(s[0], s[1], s[2]) : s[0]));
+  }
+}
+
+TEST(ScoreKernels, PairScoresAreTheMatrixScores) {
+  LevelGuard guard;
+  for (const KernelLevel level : Levels()) {
+    correlation::SetKernelLevel(level);
+    SCOPED_TRACE(static_cast<int>(level));
+    for (const int k : {5, 7, 9}) {
+      for (const int bands : {1, 3}) {
+        CheckPairScores<float>(kTypeByte, bands, k);
+        CheckPairScores<double>(kTypeByte, bands, k);
+        CheckPairScores<double>(kTypeShort, bands, k);
+      }
+    }
+  }
+}
+
+// The normalised cross-correlation from exact integer sums (as the candidate
+// search forms it, here in long double) against the window-by-window score,
+// on windows with a large mean and a small spread: the case where the
+// rounding of the mean weighs most.
+TEST(ScoreBound, HoldsOnWindowsWithLargeMeanAndSmallSpread) {
+  std::mt19937 gen(3);
+  double worst = 0.0;
+  for (const unsigned char type : {kTypeByte, kTypeShort}) {
+    for (const int k : {3, 5, 7, 9}) {
+      for (int trial = 0; trial < 300; ++trial) {
+        // Values near the top of the range (16-bit windows read as signed
+        // values, so near +-32767), a few spread by one or two.
+        const double base = type == kTypeByte ? 250.0 : (trial % 2 ? 32760.0 : 32770.0);
+        std::uniform_int_distribution<int> spread(0, trial % 3 == 0 ? 1 : 5);
+        const auto value = [&](int, int, int) { return base + spread(gen); };
+        const auto a = scene::Make(Geometry{k, k, type, 1, 0, 0}, value);
+        const auto b = scene::Make(Geometry{k, k, type, 1, 0, 0}, value);
+        const int h = (k - 1) / 2;
+        TMatrix wa(k, k);
+        TMatrix wb(k, k);
+        a->GetWindow(h, h, &wa, 0);
+        b->GetWindow(h, h, &wb, 0);
+        long double sa = 0, sb = 0, saa = 0, sbb = 0, sab = 0;
+        for (int i = 0; i < k * k; ++i) {
+          const long double va = wa.elem[i / k][i % k];
+          const long double vb = wb.elem[i / k][i % k];
+          sa += va;
+          sb += vb;
+          saa += va * va;
+          sbb += vb * vb;
+          sab += va * vb;
+        }
+        const long double kk = k * k;
+        const long double da = kk * saa - sa * sa;
+        const long double db = kk * sbb - sb * sb;
+        if (da == 0 || db == 0) continue;
+        const long double approx = (kk * sab - sa * sb) / std::sqrt(da * db);
+        const double exact = MatrixScore(*a, *b, h, h, h, 0, k);
+        worst = std::max(worst, static_cast<double>(std::fabs(approx - exact)));
+      }
+    }
+  }
+  EXPECT_LT(worst, correlation::kScoreBound / 10);
+  EXPECT_GT(worst, 0.0);  // the windows do strain the arithmetic
+}
+
+}  // namespace
