@@ -22,6 +22,7 @@
 #include "image/median.h"
 #include "image/tcolor.h"
 #include "image/tcomplex.h"
+#include "image/tdispimage.h"
 #include "image/timage.h"
 #include "image/tmask.h"
 #include "image/tpoint.h"

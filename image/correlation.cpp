@@ -1,6 +1,9 @@
-// The single-pair correlation methods of TDispImage. Each row's windows are
-// normalised once and scored kLanes reference pixels at a time; every score,
-// curve entry and winner is the one the window-by-window computation gives.
+// The single-pair correlation methods of TDispImage. Images of integer values
+// go through the bounded candidate search (correlation_bounds.h): only the
+// candidates that could win are scored. Float images, and searches too wide
+// for its sums, have every candidate scored, kLanes reference pixels at a
+// time, from windows normalised once per row. Either way every score, curve
+// entry and winner is the one the window-by-window computation gives.
 #include <algorithm>
 #include <cmath>
 #include <cstdio>

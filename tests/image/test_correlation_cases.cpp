@@ -13,6 +13,7 @@
 #include "correlation_reference.h"
 #include "correlation_scene.h"
 #include "image/tdispimage.h"
+#include "test_support.h"
 
 namespace {
 
@@ -82,6 +83,30 @@ std::string Progress(int first, int last, int period) {
     if (y % period == 0) text += std::to_string(y) + " ";
   }
   return text + "OK\n";
+}
+
+TEST(DispImage, InMemoryAndFromAFile) {
+  const TDispImage blank(5, 4, 2, -3);
+  EXPECT_EQ(blank.Width(), 5);
+  EXPECT_EQ(blank.Height(), 4);
+  EXPECT_EQ(blank.Type(), kTypeByte);
+  EXPECT_EQ(blank.frames, 1);
+  EXPECT_EQ(blank.offset_x, 2);
+  EXPECT_EQ(blank.offset_y, -3);
+  EXPECT_EQ(blank.MinDisparity, 0);
+  EXPECT_EQ(blank.MaxDisparity, 0);
+  EXPECT_EQ(std::string(reinterpret_cast<const char*>(blank.data), 20), std::string(20, '\0'));
+
+  testsupport::TempDir dir;
+  const std::string pixels = {'\x80', '\x81', '\x7f', '\x00', '\x82', '\x80'};
+  testsupport::WriteFile(dir.file("d.pgm"), "P5\n# disparities\n3 2\n255\n" + pixels);
+  const Outcome o = RunInScratch([&]() -> const TImage& {
+    static TDispImage read(dir.file("d.pgm").c_str());
+    if (read.Width() != 3 || read.Height() != 2 || read.Type() != kTypeByte) std::exit(9);
+    return read;
+  });
+  EXPECT_EQ(o.run.status, 0);
+  EXPECT_EQ(o.image, pixels);
 }
 
 TEST(CorrelationText, ProgressRowsRangeAndResult) {
