@@ -6,6 +6,8 @@
 #include <cmath>
 #include <type_traits>
 
+#include "image/median.h"
+
 // Every sum below is the plain left-to-right sum of the described order, one
 // rounding per operation: the order of the sums is part of the result, and
 // products are never fused with the additions.
@@ -117,19 +119,9 @@ inline LaneRuns RunsOf(const long long* idx) {
   return runs;
 }
 
-// The comparisons of Median(a, b, c), made in its order.
-inline double Median3(double a, double b, double c) {
-  if (b >= a) {
-    if (a > c) return a;
-    return b < c ? b : c;
-  }
-  if (c > a) return a;
-  return b >= c ? b : c;
-}
-
 void Median3Portable(const double* s0, const double* s1, const double* s2, size_t count,
                      double* out) {
-  for (size_t i = 0; i < count; ++i) out[i] = Median3(s0[i], s1[i], s2[i]);
+  for (size_t i = 0; i < count; ++i) out[i] = Median(s0[i], s1[i], s2[i]);
 }
 
 void ScanPortable(const double* curve, int count, double first, double* best, double* index) {

@@ -69,10 +69,12 @@ struct Pair {
   std::unique_ptr<TImage> right;
 };
 
-Pair ShiftedPair(int w, int h, int bands, int shift, unsigned seed = 7) {
-  const scene::Texture texture(w + 20, h, bands, seed);
-  return {ByteImage(w, h, bands, [&](int x, int y, int b) { return texture(x, y, b); }),
-          ByteImage(w, h, bands, [&](int x, int y, int b) { return texture(x - shift, y, b); })};
+Pair ShiftedPair(int w, int h, int bands, int shift, unsigned char type = kTypeByte) {
+  const scene::Texture texture(w + 20, h, bands, 7);
+  return {ByteImage(
+              w, h, bands, [&](int x, int y, int b) { return texture(x, y, b); }, type),
+          ByteImage(
+              w, h, bands, [&](int x, int y, int b) { return texture(x - shift, y, b); }, type)};
 }
 
 // "finding correlations... ", every visited row that is a multiple of
@@ -353,10 +355,13 @@ TEST(CorrelationDebugFile, CandidatesOfThePixel) {
     int mind, maxd;
     bool guided;
     bool expect_file;
+    unsigned char type = kTypeByte;
   };
   const Row rows[] = {
       {"three_band", Method::kThreeBand, 366, 366, -2, 3, false, true},
+      {"three_band_float", Method::kThreeBand, 366, 366, -2, 3, false, true, kTypeFloat},
       {"hier_guided", Method::kHier, 367, 367, -3, 9, true, true},
+      {"hier_guided_float", Method::kHier, 367, 367, -3, 9, true, true, kTypeFloat},
       {"hier_unguided", Method::kHier, 367, 367, -1, 2, false, true},
       {"no_candidate", Method::kThreeBand, 366, 366, 4, 4, false, true},
       {"pixel_not_visited", Method::kThreeBand, 365, 366, 0, 2, false, false},
@@ -364,7 +369,7 @@ TEST(CorrelationDebugFile, CandidatesOfThePixel) {
   };
   for (const Row& r : rows) {
     SCOPED_TRACE(r.name);
-    const Pair pair = ShiftedPair(r.width, r.height, 3, 1);
+    const Pair pair = ShiftedPair(r.width, r.height, 3, 1, r.type);
     const std::unique_ptr<TImage> guide = ByteImage(
         r.width, r.height, 1, [&](int x, int y, int) { return r.guided ? 126 + (x + y) % 6 : 0; });
     TDispImage out(r.width, r.height);

@@ -227,6 +227,53 @@ TEST(ScoreKernels, PairScoresAreTheMatrixScores) {
   }
 }
 
+// The median of three and the winner scan at every level: every triple of
+// special and ordinary values (NaN, infinities, signed zeros, ties) against
+// Median, and running winners against a strictly-greater scan from index 0.
+TEST(ScoreKernels, MedianAndWinnerFollowTheirComparisons) {
+  const double values[] = {std::nan(""), -HUGE_VAL, -1.0, -0.0, 0.0, 0.5, 1.0, HUGE_VAL};
+  std::vector<double> a, b, c;
+  for (const double x : values) {
+    for (const double y : values) {
+      for (const double z : values) {
+        a.push_back(x);
+        b.push_back(y);
+        c.push_back(z);
+      }
+    }
+  }
+  const size_t n = a.size();  // 512, a multiple of kLanes
+  for (const KernelLevel level : Levels()) {
+    const correlation::Kernels& kernels = correlation::KernelsFor(level);
+    std::vector<double> out(n);
+    kernels.median3(a.data(), b.data(), c.data(), n, out.data());
+    for (size_t i = 0; i < n; ++i) {
+      ASSERT_TRUE(SameBits(out[i], Median(a[i], b[i], c[i]))) << int(level) << " " << i;
+    }
+    // Eight curves of n / 8 entries, lane l taking every eighth value.
+    const int count = static_cast<int>(n / correlation::kLanes);
+    double best[correlation::kLanes];
+    double index[correlation::kLanes];
+    for (int l = 0; l < correlation::kLanes; ++l) {
+      best[l] = -2.01;
+      index[l] = -1;
+    }
+    kernels.scan(a.data(), count, 5.0, best, index);
+    for (int l = 0; l < correlation::kLanes; ++l) {
+      double expected_best = -2.01;
+      double expected_index = -1;
+      for (int k = 0; k < count; ++k) {
+        if (a[k * correlation::kLanes + l] > expected_best) {
+          expected_best = a[k * correlation::kLanes + l];
+          expected_index = 5.0 + k;
+        }
+      }
+      EXPECT_TRUE(SameBits(best[l], expected_best));
+      EXPECT_EQ(index[l], expected_index);
+    }
+  }
+}
+
 // The normalised cross-correlation from exact integer sums (as the candidate
 // search forms it, here in long double) against the window-by-window score,
 // on windows with a large mean and a small spread: the case where the
