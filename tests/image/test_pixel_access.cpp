@@ -21,8 +21,6 @@ constexpr unsigned char kUntouched = 0xEE;
 constexpr int kW = 3, kH = 2, kFrames = 2, kOx = 10, kOy = 20, kNoBand = INT_MIN;
 const Value kFresh = {kUntouched, kUntouched, kUntouched, kUntouched,
                       kUntouched, kUntouched, kUntouched, kUntouched};
-const Value kIn = {1, 2, 3, 4, 5, 6, 7, 8};
-TPoint g_point(0, 0);  // for the write through a point
 
 // What a read must leave: the element's bytes of the patterned buffer, the
 // rest of the value untouched.
@@ -35,88 +33,97 @@ Value Expected(unsigned char type, size_t i) {
 
 std::vector<unsigned char> Buffer(const TImage& im) { return {im.data, im.data + im.Size()}; }
 
+// Local coordinates made enclosing; the extremes stay (outside either way).
+int X(int x) { return x == INT_MIN || x == INT_MAX ? x : x + kOx; }
+int Y(int y) { return y == INT_MIN || y == INT_MAX ? y : y + kOy; }
+
+// The element reads and writes, called with local coordinates: the plain
+// forms get them with the offsets added. The forms without a band take frame 0.
+struct Access {
+  const char* name;
+  bool banded;
+  int (*call)(TImage&, int x, int y, int band, unsigned char* v);
+};
+using U = unsigned char*;
+const Access kReads[] = {
+    {"GetIntensity", false,
+     [](TImage& m, int x, int y, int, U v) { return m.GetIntensity(X(x), Y(y), v); }},
+    {"GetIntensityDirect", false,
+     [](TImage& m, int x, int y, int, U v) { return m.GetIntensityDirect(x, y, v); }},
+    {"GetIntensity point", false,
+     [](TImage& m, int x, int y, int, U v) {
+       TPoint p(X(x), Y(y));
+       return m.GetIntensity(p, v);
+     }},
+    {"GetIntensity band", true,
+     [](TImage& m, int x, int y, int b, U v) { return m.GetIntensity(X(x), Y(y), v, b); }},
+    {"GetIntensityDirect band", true,
+     [](TImage& m, int x, int y, int b, U v) { return m.GetIntensityDirect(x, y, v, b); }}};
+const Access kWrites[] = {
+    {"SetIntensity", false,
+     [](TImage& m, int x, int y, int, U v) { return m.SetIntensity(X(x), Y(y), v); }},
+    {"SetIntensityDirect", false,
+     [](TImage& m, int x, int y, int, U v) { return m.SetIntensityDirect(x, y, v); }},
+    {"SetIntensity point", false,
+     [](TImage& m, int x, int y, int, U v) {
+       TPoint p(X(x), Y(y));
+       return m.SetIntensity(p, v);
+     }},
+    {"SetIntensity band", true,
+     [](TImage& m, int x, int y, int b, U v) { return m.SetIntensity(X(x), Y(y), v, b); }},
+    {"SetIntensityDirect band", true,
+     [](TImage& m, int x, int y, int b, U v) { return m.SetIntensityDirect(x, y, v, b); }}};
+
 class ElementAccess : public ::testing::TestWithParam<unsigned char> {};
 
-TEST_P(ElementAccess, ReadsTakeTheElementAtTheLocalPosition) {
-  const unsigned char type = GetParam();
-  auto img = Patterned(kW, kH, type, kFrames, kOx, kOy);
-  for (int y = 0; y < kH; ++y) {
-    for (int x = 0; x < kW; ++x) {
-      SCOPED_TRACE(testing::Message() << "x " << x << " y " << y);
-      Value plain = kFresh, direct = kFresh, point = kFresh;
-      TPoint p(x + kOx, y + kOy);
-      EXPECT_EQ(img->GetIntensity(x + kOx, y + kOy, plain.data()), 1);
-      EXPECT_EQ(img->GetIntensityDirect(x, y, direct.data()), 1);
-      EXPECT_EQ(img->GetIntensity(p, point.data()), 1);
-      const Value frame0 = Expected(type, Index(kW, kH, x, y, 0));
-      EXPECT_EQ(plain, frame0);
-      EXPECT_EQ(direct, frame0);
-      EXPECT_EQ(point, frame0);
-      for (int f = 0; f < kFrames; ++f) {
-        const size_t i = Index(kW, kH, x, y, f);
-        Value want = Expected(type, i), banded = kFresh, banded_direct = kFresh;
-        if (type == 9) want[0] = Pattern(i);  // byte number i of the buffer, not 2i
-        EXPECT_EQ(img->GetIntensity(x + kOx, y + kOy, banded.data(), f), 1);
-        EXPECT_EQ(img->GetIntensityDirect(x, y, banded_direct.data(), f), 1);
-        EXPECT_EQ(banded, want) << "frame " << f;
-        EXPECT_EQ(banded_direct, want) << "frame " << f;
-      }
-    }
-  }
-}
-
-TEST_P(ElementAccess, WritesStoreExactlyTheElementBytes) {
+TEST_P(ElementAccess, ReadsAndWritesTakeTheElementAtTheLocalPosition) {
   const unsigned char type = GetParam();
   const size_t n = ElementBytes(type);
-  using Write = int (*)(TImage&);
-  g_point = TPoint(2 + kOx, 1 + kOy);
-  const std::pair<int, Write> writes[] = {
-      // frame written, call
-      {0, [](TImage& m) { return m.SetIntensity(2 + kOx, 1 + kOy, kIn.data()); }},
-      {0, [](TImage& m) { return m.SetIntensityDirect(2, 1, kIn.data()); }},
-      {0, [](TImage& m) { return m.SetIntensity(g_point, kIn.data()); }},
-      {1, [](TImage& m) { return m.SetIntensity(2 + kOx, 1 + kOy, kIn.data(), 1); }},
-      {1, [](TImage& m) { return m.SetIntensityDirect(2, 1, kIn.data(), 1); }},
-  };
-  for (const auto& [frame, write] : writes) {
-    TImage img(kW, kH, type, kFrames, nullptr, kOx, kOy);
-    EXPECT_EQ(write(img), 1);
-    // 16-bit writes with a band store both bytes: no fall-through.
-    std::vector<unsigned char> want(kW * kH * kFrames * n, 0);
-    std::memcpy(&want[Index(kW, kH, 2, 1, frame) * n], kIn.data(), n);
-    EXPECT_EQ(Buffer(img), want);
-  }
+  auto img = Patterned(kW, kH, type, kFrames, kOx, kOy);
+  for (int f = 0; f < kFrames; ++f)
+    for (int y = 0; y < kH; ++y)
+      for (int x = 0; x < kW; ++x) {
+        const size_t i = Index(kW, kH, x, y, f);
+        for (const Access& a : kReads) {
+          if (f > 0 && !a.banded) continue;
+          Value v = kFresh, want = Expected(type, i);
+          // A 16-bit band read takes its first byte from byte number i of the
+          // buffer, not 2i.
+          if (type == 9 && a.banded) want[0] = Pattern(i);
+          EXPECT_EQ(a.call(*img, x, y, f, v.data()), 1) << a.name << " " << x << "," << y;
+          EXPECT_EQ(v, want) << a.name << " " << x << "," << y << " frame " << f;
+        }
+        // Writes store the element's bytes and nothing else (16-bit writes
+        // with a band store both bytes).
+        for (const Access& a : kWrites) {
+          if (f > 0 && !a.banded) continue;
+          TImage blank(kW, kH, type, kFrames, nullptr, kOx, kOy);
+          Value in = {1, 2, 3, 4, 5, 6, 7, 8};
+          EXPECT_EQ(a.call(blank, x, y, f, in.data()), 1) << a.name;
+          std::vector<unsigned char> want(kW * kH * kFrames * n, 0);
+          std::memcpy(&want[i * n], in.data(), n);
+          EXPECT_EQ(Buffer(blank), want) << a.name << " " << x << "," << y << " frame " << f;
+        }
+      }
 }
 
 TEST_P(ElementAccess, OutsidePositionsAndMissingFramesAreRefused) {
-  const unsigned char type = GetParam();
-  auto img = Patterned(kW, kH, type, kFrames, kOx, kOy);
+  auto img = Patterned(kW, kH, GetParam(), kFrames, kOx, kOy);
   const std::vector<unsigned char> before = Buffer(*img);
-  struct At {
-    int x, y, band;
-  };
-  // Local positions; the plain forms get them with the offsets added.
-  const At refused[] = {{-1, 0, 0},      {kW, 0, 0},      {0, -1, 0}, {0, kH, 0},  {INT_MIN, 0, 0},
-                        {0, INT_MAX, 0}, {0, 0, kFrames}, {0, 0, -1}, {2, 1, 1000}};
-  for (const At& a : refused) {
-    SCOPED_TRACE(testing::Message() << a.x << " " << a.y << " band " << a.band);
-    const int ex = a.x == INT_MIN ? INT_MIN : a.x + kOx;
-    const int ey = a.y == INT_MAX ? INT_MAX : a.y + kOy;
+  const int refused[][3] = {{-1, 0, 0},      {kW, 0, 0},      {0, -1, 0},
+                            {0, kH, 0},      {INT_MIN, 0, 0}, {0, INT_MAX, 0},
+                            {0, 0, kFrames}, {0, 0, -1},      {2, 1, 1000}};  // x, y, band
+  for (const auto& [x, y, band] : refused) {
+    for (const auto* table : {kReads, kWrites})
+      for (int k = 0; k < 5; ++k) {
+        if (band != 0 && !table[k].banded) continue;
+        Value v = kFresh;
+        EXPECT_EQ(table[k].call(*img, x, y, band, v.data()), 0)
+            << table[k].name << " " << x << "," << y;
+        EXPECT_EQ(v, kFresh);
+      }
     Value v = kFresh;
-    TPoint p(ex, ey);
-    if (a.band == 0) {
-      EXPECT_EQ(img->GetIntensity(ex, ey, v.data()), 0);
-      EXPECT_EQ(img->GetIntensityDirect(a.x, a.y, v.data()), 0);
-      EXPECT_EQ(img->GetIntensity(p, v.data()), 0);
-      EXPECT_EQ(img->SetIntensity(ex, ey, kIn.data()), 0);
-      EXPECT_EQ(img->SetIntensityDirect(a.x, a.y, kIn.data()), 0);
-      EXPECT_EQ(img->SetIntensity(p, kIn.data()), 0);
-    }
-    EXPECT_EQ(img->GetIntensity(ex, ey, v.data(), a.band), 0);
-    EXPECT_EQ(img->GetIntensityDirect(a.x, a.y, v.data(), a.band), 0);
-    EXPECT_EQ(img->SetIntensity(ex, ey, kIn.data(), a.band), 0);
-    EXPECT_EQ(img->SetIntensityDirect(a.x, a.y, kIn.data(), a.band), 0);
-    EXPECT_EQ(img->GetSubPixelIntensity(ex, ey, v.data(), a.band), 0);
+    EXPECT_EQ(img->GetSubPixelIntensity(X(x), Y(y), v.data(), band), 0);
     EXPECT_EQ(v, kFresh);
   }
   EXPECT_EQ(Buffer(*img), before);
