@@ -32,6 +32,13 @@ TempDir::~TempDir() {
   fs::remove_all(path_, ec);
 }
 
+void TempDir::Write(const Files& files) const {
+  for (const auto& [name, bytes] : files) {
+    fs::create_directories(fs::path(file(name)).parent_path());
+    WriteFile(file(name), bytes);
+  }
+}
+
 void WriteFile(const std::string& path, const std::string& bytes) {
   std::ofstream f(path, std::ios::binary | std::ios::trunc);
   if (!f) throw std::runtime_error("cannot write " + path);

@@ -9,9 +9,12 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace testsupport {
+
+using Files = std::vector<std::pair<std::string, std::string>>;  // names and bytes
 
 // A fresh, empty directory for the running test, removed with the object.
 class TempDir {
@@ -22,6 +25,8 @@ class TempDir {
   TempDir& operator=(const TempDir&) = delete;
   const std::string& path() const { return path_; }
   std::string file(const std::string& name) const { return path_ + "/" + name; }
+  // Writes files (names relative to the directory), creating subdirectories.
+  void Write(const Files& files) const;
 
  private:
   std::string path_;

@@ -16,15 +16,14 @@ TEST(SideOfLine, OppositeConventionsOnTheLine) {
     TPointImg a, b, p;
     int side;  // SideOfLine; SideOfLine3D answers the complement
   } cases[] = {
-      {Img(0, 0), Img(10, 0), Img(5, 0), 0},
-      {Img(0, 0), Img(10, 0), Img(-20, 0), 0},
-      {Img(0, 0), Img(10, 0), Img(5, 3), 0},
-      {Img(0, 0), Img(10, 0), Img(5, -3), 1},
-      {Img(10, 0), Img(0, 0), Img(5, 3), 1},
-      {Img(2, 2), Img(4, 6), Img(5, 4), 1},
+      // clang-format off
+      {Img(0, 0), Img(10, 0), Img(5, 0), 0}, {Img(0, 0), Img(10, 0), Img(-20, 0), 0},
+      {Img(0, 0), Img(10, 0), Img(5, 3), 0}, {Img(0, 0), Img(10, 0), Img(5, -3), 1},
+      {Img(10, 0), Img(0, 0), Img(5, 3), 1}, {Img(2, 2), Img(4, 6), Img(5, 4), 1},
       {Img(2, 2), Img(4, 6), Img(1, 4), 0},
       // 65536 * 32768 = 2^31 does not fit in 32 bits: the cross product wraps negative.
       {Img(0, 0), Img(65536, 0), Img(0, 32768), 1},
+      // clang-format on
   };
   for (const auto& c : cases) {
     EXPECT_EQ(SideOfLine(c.a, c.b, c.p), c.side) << c.p.x << "," << c.p.y;
@@ -39,21 +38,19 @@ TEST(PointOnPerp, RoundsSinglePrecisionProductsTiesToEven) {
     float d;
     Xy2 expected;
   } cases[] = {
-      {Img(0, 0), Img(10, 0), 5.0f, {10, -5}},
-      {Img(0, 0), Img(0, 10), 5.0f, {5, 10}},
-      {Img(0, 0), Img(10, 0), -5.0f, {10, 5}},
-      {Img(1, 1), Img(4, 5), 10.0f, {12, -1}},
+      // clang-format off
+      {Img(0, 0), Img(10, 0), 5.0f, {10, -5}}, {Img(0, 0), Img(0, 10), 5.0f, {5, 10}},
+      {Img(0, 0), Img(10, 0), -5.0f, {10, 5}}, {Img(1, 1), Img(4, 5), 10.0f, {12, -1}},
       // Products of exactly n + 0.5 go to the even neighbour.
-      {Img(0, 0), Img(0, 5), 2.5f, {2, 5}},
-      {Img(0, 0), Img(0, 7), 3.5f, {4, 7}},
-      {Img(0, 0), Img(0, -5), 2.5f, {-2, -5}},
-      {Img(0, 0), Img(5, 0), 2.5f, {5, -2}},
+      {Img(0, 0), Img(0, 5), 2.5f, {2, 5}}, {Img(0, 0), Img(0, 7), 3.5f, {4, 7}},
+      {Img(0, 0), Img(0, -5), 2.5f, {-2, -5}}, {Img(0, 0), Img(5, 0), 2.5f, {5, -2}},
       // 16777217 becomes 2^24 as a float and k = 1 - 2^-24, so the product is
       // 2^24 - 1 where a double product would give 2^24.
       {Img(0, 0), Img(0, 16777217), 16777217.0f, {16777215, 16777217}},
       // k = 19.375 / 35 as a float puts 28k just below 15.5 (a double k gives 15.5 exactly).
       {Img(0, 0), Img(21, 28), 19.375f, {36, 16}},
       {Img(3, -4), Img(3, -4), 5.0f, {3, -4}},  // no direction: b
+      // clang-format on
   };
   for (const auto& c : cases)
     EXPECT_EQ(Xy(PointOnPerp(c.a, c.b, c.d)), c.expected) << c.b.x << "," << c.b.y << " " << c.d;

@@ -5,7 +5,6 @@
 #include <climits>
 #include <cmath>
 #include <cstddef>
-#include <cstdio>
 #include <string>
 
 #include "geometry_test_util.h"
@@ -33,12 +32,10 @@ TEST(PointImg, RowFirstWrappingTruncatingOperators) {
     TPointImg p;
     int k;
     Xy2 quotient;
-  } divisions[] = {{Img(-7, 7), 2, {-3, 3}},
-                   {Img(7, -7), -2, {-3, 3}},
-                   {Img(-1, 1), 2, {0, 0}},
-                   {Img(-9, 10), -4, {2, -2}},
-                   {Img(INT_MIN, 5), -1, {INT_MIN, -5}},
-                   {Img(12, -3), 0, {12, -3}}};
+  } divisions[] = {// clang-format off
+      {Img(-7, 7), 2, {-3, 3}}, {Img(7, -7), -2, {-3, 3}}, {Img(-1, 1), 2, {0, 0}},
+      {Img(-9, 10), -4, {2, -2}}, {Img(INT_MIN, 5), -1, {INT_MIN, -5}}, {Img(12, -3), 0, {12, -3}}};
+  // clang-format on
   for (const auto& d : divisions) {
     TPointImg q = d.p;
     q /= d.k;

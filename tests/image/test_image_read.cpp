@@ -5,7 +5,6 @@
 #include <array>
 #include <filesystem>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "image/timage.h"
@@ -16,15 +15,6 @@ using namespace imagetest;
 using namespace testsupport;
 
 namespace {
-
-using Files = std::vector<std::pair<std::string, std::string>>;  // name in the scratch dir, bytes
-
-void Write(const TempDir& dir, const Files& files) {
-  for (const auto& [name, bytes] : files) {
-    std::filesystem::create_directories(std::filesystem::path(dir.file(name)).parent_path());
-    WriteFile(dir.file(name), bytes);
-  }
-}
 
 std::string Viff(unsigned long long w, unsigned long long h, unsigned long long bands,
                  unsigned long long storage) {
@@ -92,7 +82,7 @@ TEST(ImageRead, EachFormatGivesGeometryPixelsAndText) {
     const std::string name = c.files.back().first;
     SCOPED_TRACE(name);
     TempDir dir;
-    Write(dir, c.files);
+    dir.Write(c.files);
     ReadOutcome r = Read(dir.file(name));
     ASSERT_EQ(r.status, 0) << r.out;
     EXPECT_EQ(r.out,
@@ -123,7 +113,7 @@ TEST(ImageRead, ViffStorageTypeGivesPixelType) {
     std::string pixels;
     for (int i = 0; i < 3 * 2 * 2 * size; ++i) pixels += static_cast<char>(i * 7 + 1);
     TempDir dir;
-    Write(dir, {{"v.xv", Viff(3, 2, 2, storage) + pixels}});
+    dir.Write({{"v.xv", Viff(3, 2, 2, storage) + pixels}});
     ReadOutcome r = Read(dir.file("v.xv"));
     ASSERT_EQ(r.status, 0);
     EXPECT_EQ(r.image->type, type);
@@ -192,7 +182,7 @@ TEST(ImageRead, BadFilesEndTheProcessWithTheirErrorValue) {
   for (const auto& c : cases) {
     SCOPED_TRACE(c.label);
     TempDir dir;
-    Write(dir, c.files);
+    dir.Write(c.files);
     const std::string name = dir.file(c.read);
     ReadOutcome r = Read(name);
     EXPECT_EQ(r.signal, 0);
@@ -209,7 +199,7 @@ TEST(ImageRead, BadFilesEndTheProcessWithTheirErrorValue) {
   for (const char* first : {"P6\n", "P5 \n", "P5\r\n", "P5", "", "p5\n", "P55\n"}) {
     SCOPED_TRACE(first);
     TempDir dir;
-    Write(dir, {{"r.pgm", std::string(first) + "# c\n1 1\n255\nx"}});
+    dir.Write({{"r.pgm", std::string(first) + "# c\n1 1\n255\nx"}});
     ReadOutcome r = Read(dir.file("r.pgm"));
     EXPECT_EQ(r.status, 1);
     EXPECT_EQ(r.out, ImageOpening(dir.file("r.pgm"), "The input file isn't a PGM file. Stopped\n"));
@@ -222,14 +212,14 @@ TEST(ImageRead, RawFileOfKnownGeometry) {
   const auto raw = [&name](int w, int h, unsigned char type, unsigned short frames, int skip) {
     return ReadWith([=] { return new TImage(name.c_str(), w, h, type, frames, skip); });
   };
-  Write(dir, {{"raw.bin", "HDRabcdef"}});
+  dir.Write({{"raw.bin", "HDRabcdef"}});
   ReadOutcome r = raw(3, 2, 8, 1, 3);
   ASSERT_EQ(r.status, 0);
   EXPECT_EQ(r.out, "Opening file: " + name + "...");
   EXPECT_EQ(r.error, 1);
   EXPECT_EQ(AllBytes(*r.image), "abcdef");
   // Two frames of 16-bit values land whole in the image.
-  Write(dir, {{"raw.bin", "S" + Le16(1) + Le16(2) + Le16(3) + Le16(4)}});
+  dir.Write({{"raw.bin", "S" + Le16(1) + Le16(2) + Le16(3) + Le16(4)}});
   r = raw(2, 1, 9, 2, 1);
   ASSERT_EQ(r.status, 0);
   EXPECT_EQ(AllBytes(*r.image), Le16(1) + Le16(2) + Le16(3) + Le16(4));
@@ -250,9 +240,9 @@ TEST(ImageRead, RawFileOfKnownGeometry) {
 
 TEST(ImageRead, GetImaDimReadsSizesAndOptionalOffsets) {
   TempDir dir;
-  Write(dir, {{"a.dim", "640 480\n-offset_x 12 -offset_y -34\n"},
-              {"b.dim", "5 6\n"},
-              {"c.dim", "garbage\n"}});
+  dir.Write({{"a.dim", "640 480\n-offset_x 12 -offset_y -34\n"},
+             {"b.dim", "5 6\n"},
+             {"c.dim", "garbage\n"}});
   const std::pair<const char*, std::array<int, 5>> cases[] = {// result, w, h, x, y
                                                               {"c.dim", {1, -1, -1, 77, 88}},
                                                               {"b.dim", {1, 5, 6, 77, 88}},

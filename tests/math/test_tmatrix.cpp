@@ -312,7 +312,7 @@ TEST(MatrixInsert, CopiesTheBlockClippedToBothMatrices) {
 
 TEST(MatrixFile, DumpWritesTheSizeLineAndFixedWidthFieldsAndReadsBack) {
   TempDir dir;
-  const std::string path = dir.file("m.txt"), again = dir.file("again.txt");
+  const std::string path = dir.file("m.txt");
   const TMatrix m = Make(2, 3, {0.5, -1.25, 1234.0625, 1.0 / 1024, 100000, -0.0001});
   const std::string text =
       "2 3\n"
@@ -322,8 +322,6 @@ TEST(MatrixFile, DumpWritesTheSizeLineAndFixedWidthFieldsAndReadsBack) {
   EXPECT_EQ(ReadFile(path), text);
   const TMatrix back(path.c_str());
   EXPECT_EQ(All(back), All(m));
-  ASSERT_EQ(back.Dump(again.c_str()), 1);
-  EXPECT_EQ(ReadFile(again), text);
   EXPECT_EQ(m.Dump(dir.file("missing/m.txt").c_str()), 0);
 
   auto r = RunInChild([&] { TMatrix none(dir.file("none.txt").c_str()); });
