@@ -325,7 +325,26 @@ int LibraryOnly(int argc, char** argv) {
 
 }  // namespace
 
+// The three-band methods write "cc.txt" into the current directory: the bench
+// runs in a scratch directory, removed at the end.
+class ScratchDirectory {
+ public:
+  ScratchDirectory() {
+    char name[] = "/tmp/bench_correlation_XXXXXX";
+    if (mkdtemp(name) != nullptr && chdir(name) == 0) path_ = name;
+  }
+  ~ScratchDirectory() {
+    if (path_.empty()) return;
+    std::remove((path_ + "/cc.txt").c_str());
+    if (chdir("/") == 0) rmdir(path_.c_str());
+  }
+
+ private:
+  std::string path_;
+};
+
 int main(int argc, char** argv) {
+  const ScratchDirectory scratch;
   if (argc > 1 && std::strcmp(argv[1], "--library") == 0) return LibraryOnly(argc, argv);
   const int plain_rows = argc > 1 ? std::atoi(argv[1]) : kHeight;
   const int band_rows = argc > 2 ? std::atoi(argv[2]) : 64;
