@@ -23,20 +23,7 @@ const char kReadFailed[] = "File opening/reading failed\n";
 
 }  // namespace
 
-TImage::TImage(const char* name)
-    : width(0),
-      height(0),
-      type(kTypeByte),
-      frames(1),
-      comment{},
-      pallette(1),
-      itype(10),
-      offset_x(0),
-      offset_y(0),
-      data(nullptr),
-      red(nullptr),
-      green(nullptr),
-      blue(nullptr) {
+TImage::TImage(const char* name) {
   using namespace image_formats;
   error = kRead;
   std::printf("Opening file: %s... ", name);
@@ -55,16 +42,7 @@ TImage::TImage(const char* name, int width, int height, unsigned char type, unsi
     : width(static_cast<unsigned short>(width)),
       height(static_cast<unsigned short>(height)),
       type(type),
-      frames(frames),
-      comment{},
-      pallette(1),
-      itype(10),
-      offset_x(0),
-      offset_y(0),
-      data(nullptr),
-      red(nullptr),
-      green(nullptr),
-      blue(nullptr) {
+      frames(frames) {
   using namespace image_formats;
   error = kRead;
   std::printf("Opening file: %s...", name);
@@ -89,15 +67,9 @@ TImage::TImage(unsigned short width, unsigned short height, unsigned char type,
       height(height),
       type(type),
       frames(frames),
-      comment{},
-      pallette(1),
-      itype(10),
       offset_x(offset_x),
       offset_y(offset_y),
-      data(data),
-      red(nullptr),
-      green(nullptr),
-      blue(nullptr) {
+      data(data) {
   if (!this->data) {
     this->data =
         ZeroBuffer(static_cast<unsigned long long>(width) * height * frames, BytesPerPixel());
@@ -113,15 +85,10 @@ TImage::TImage(const TImage& other)
       height(other.height),
       type(other.type),
       frames(other.frames),
-      comment{},
       pallette(other.pallette),
       itype(other.itype),
       offset_x(other.offset_x),
-      offset_y(other.offset_y),
-      data(nullptr),
-      red(nullptr),
-      green(nullptr),
-      blue(nullptr) {
+      offset_y(other.offset_y) {
   std::memcpy(comment, other.comment, strnlen(other.comment, sizeof comment - 1));
   // The copy takes width * height * frames bytes (twice that for 16-bit
   // images) into a buffer of as many elements: 16-bit images are copied whole,

@@ -28,19 +28,19 @@ enum : unsigned char {
 // calloc.
 class TImage {
  public:
-  unsigned short width;
-  unsigned short height;
-  unsigned char type;
-  unsigned short frames;
-  char comment[256];
-  unsigned short pallette;
-  unsigned char itype;
-  int offset_x;
-  int offset_y;
-  unsigned char* data;
-  unsigned char* red;  // planes of an 8-bit three-frame image, not owned
-  unsigned char* green;
-  unsigned char* blue;
+  unsigned short width = 0;
+  unsigned short height = 0;
+  unsigned char type = kTypeByte;
+  unsigned short frames = 1;
+  char comment[256] = {};
+  unsigned short pallette = 1;
+  unsigned char itype = 10;
+  int offset_x = 0;
+  int offset_y = 0;
+  unsigned char* data = nullptr;
+  unsigned char* red = nullptr;  // planes of an 8-bit three-frame image, not owned
+  unsigned char* green = nullptr;
+  unsigned char* blue = nullptr;
 
   // Reads an image file; the format follows from the extension. Any failure
   // ends the process.

@@ -44,6 +44,19 @@ int ReadCompanion(const char* name, Dim* dim) {
   return kRead;
 }
 
+int ApplyCompanion(TImage& image, const char* name, unsigned short frames, unsigned char type) {
+  Dim dim;
+  const int status = ReadCompanion(name, &dim);
+  if (status != kRead) return status;
+  image.width = static_cast<unsigned short>(dim.width);
+  image.height = static_cast<unsigned short>(dim.height);
+  image.offset_x = dim.offset_x;
+  image.offset_y = dim.offset_y;
+  image.frames = frames;
+  image.type = type;
+  return kRead;
+}
+
 }  // namespace image_formats
 
 int GetImaDim(const char* name, int* width, int* height, int* offset_x, int* offset_y) {

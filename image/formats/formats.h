@@ -58,6 +58,9 @@ std::string CompanionName(const char* name);
 // Reads the companion of the image file `name`. kOpenFailed when it cannot be
 // opened or its first line does not give a width and a height of at least 0.
 int ReadCompanion(const char* name, Dim* dim);
+// Reads the companion of `name` and gives the image its geometry with the
+// given frames and type; the companion's status.
+int ApplyCompanion(TImage& image, const char* name, unsigned short frames, unsigned char type);
 
 // Shared pieces of the readers.
 struct FileCloser {

@@ -21,15 +21,8 @@ unsigned char TypeOfExtension(const std::string& extension) {
 }  // namespace
 
 int ReadRaw(TImage& image, const char* name, const std::string& extension) {
-  Dim dim;
-  const int status = ReadCompanion(name, &dim);
+  const int status = ApplyCompanion(image, name, 1, TypeOfExtension(extension));
   if (status != kRead) return status;
-  image.width = static_cast<unsigned short>(dim.width);
-  image.height = static_cast<unsigned short>(dim.height);
-  image.offset_x = dim.offset_x;
-  image.offset_y = dim.offset_y;
-  image.frames = 1;
-  image.type = TypeOfExtension(extension);
   File f = OpenForReading(name);
   if (!f) return kOpenFailed;
   return ReadPixels(image, f.get(), kShortPixels);

@@ -10,15 +10,8 @@
 namespace image_formats {
 
 int ReadRvb(TImage& image, const char* name, const std::string&) {
-  Dim dim;
-  const int status = ReadCompanion(name, &dim);
+  const int status = ApplyCompanion(image, name, 3, kTypeByte);
   if (status != kRead) return status;
-  image.width = static_cast<unsigned short>(dim.width);
-  image.height = static_cast<unsigned short>(dim.height);
-  image.offset_x = dim.offset_x;
-  image.offset_y = dim.offset_y;
-  image.frames = 3;
-  image.type = kTypeByte;
   File f = OpenForReading(name);
   if (!f) return kOpenFailed;
   const long long left = BytesLeft(f.get());
