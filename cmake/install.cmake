@@ -6,7 +6,11 @@ install(FILES ${PROJECT_SOURCE_DIR}/kluteida.h DESTINATION include/kluteida)
 foreach(dir IN LISTS KLUTEIDA_SUBSYSTEMS)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/${dir}/ DESTINATION include/kluteida/${dir}
           FILES_MATCHING PATTERN "*.h"
-          PATTERN "formats" EXCLUDE)  # the format readers are internal
+          # internal to the library: the format readers and the correlation engine's parts
+          PATTERN "formats" EXCLUDE
+          PATTERN "correlation_*.h" EXCLUDE
+          PATTERN "window_source.h" EXCLUDE
+          PATTERN "cfile.h" EXCLUDE)
 endforeach()
 
 install(EXPORT kluteidaTargets NAMESPACE kluteida:: DESTINATION lib/cmake/kluteida)
