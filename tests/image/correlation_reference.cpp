@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdio>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "image/median.h"
@@ -59,28 +60,56 @@ int Winner(const std::vector<double>& curve, int n, double start, double* best) 
   return index;
 }
 
+// The candidate columns [*lo, *hi) of the pixel (x, y) with the given margin,
+// narrowed to x + g - 133 .. x + g - 124 where the guide byte g is set.
+void Candidates(TImage* left, TImage* guide, int x, int y, int margin, int mind, int maxd,
+                long long* lo, long long* hi) {
+  *lo = std::max(static_cast<long long>(x) + mind, static_cast<long long>(margin));
+  *hi = std::min(static_cast<long long>(x) + maxd, static_cast<long long>(left->Width() - margin));
+  unsigned char g[8] = {};
+  if (guide != nullptr) guide->GetIntensity(x, y, g);
+  if (g[0] != 0) {
+    *lo = std::max(*lo, static_cast<long long>(x) + g[0] - 133);
+    *hi = std::min(*hi, static_cast<long long>(x) + g[0] - 123);
+  }
+}
+
 // The median three-band curve of the pixel (x, y) over candidates [lo, hi),
-// with k x k windows; the candidates of (362, 362) go to "cc.txt" when asked.
-void ThreeBandCurve(TImage* left, TImage* right, int x, int y, int k, int divisor, int mind,
-                    long long lo, long long hi, bool debug, std::vector<double>& curve, int n) {
+// with k x k windows; when `text` is given, one "cc.txt" line per candidate.
+void ThreeBandCurve(TImage* left, TImage* right, int x, int y, int k, int mind, long long lo,
+                    long long hi, std::vector<double>& curve, int n, std::string* text) {
   double sa[3];
   std::unique_ptr<TMatrix> a[3];
   for (int b = 0; b < 3; b++) a[b] = NormalisedWindow(left, x, y, b, k, &sa[b]);
   for (int i = 0; i < n; i++) curve[i] = 0;
-  std::FILE* f = nullptr;
-  if (debug && x == 362 && y == 362) f = std::fopen("cc.txt", "w");
   for (long long u = lo; u < hi; u++) {
     double s[3];
     for (int b = 0; b < 3; b++) {
       double sb;
       std::unique_ptr<TMatrix> w = NormalisedWindow(right, static_cast<int>(u), y, b, k, &sb);
-      s[b] = w->InnerProduct(a[b].get()) / (sa[b] * sb * divisor);
+      s[b] = w->InnerProduct(a[b].get()) / (sa[b] * sb * (k * k));
     }
     const double med = Median(s[0], s[1], s[2]);
     curve[u - x - mind] = med;
-    if (f) std::fprintf(f, "%f %f %f %f\n", med, s[0], s[1], s[2]);
+    if (text) {
+      char line[256];
+      std::snprintf(line, sizeof line, "%f %f %f %f\n", med, s[0], s[1], s[2]);
+      *text += line;
+    }
   }
-  if (f) std::fclose(f);
+}
+
+// The three-band curve of (x, y), written to "cc.txt" for the pixel (362, 362).
+void DebuggedCurve(TImage* left, TImage* right, int x, int y, int k, int mind, long long lo,
+                   long long hi, std::vector<double>& curve, int n) {
+  if (x != 362 || y != 362)
+    return ThreeBandCurve(left, right, x, y, k, mind, lo, hi, curve, n, nullptr);
+  std::string text;
+  ThreeBandCurve(left, right, x, y, k, mind, lo, hi, curve, n, &text);
+  if (std::FILE* f = std::fopen("cc.txt", "w")) {
+    std::fputs(text.c_str(), f);
+    std::fclose(f);
+  }
 }
 
 }  // namespace
@@ -124,9 +153,9 @@ int CalculateCorrelations3Band(TDispImage& out, TImage* left, TImage* right, int
   for (int y = 3; y < H - 3; y++) {
     Row(y, 16);
     for (int x = 3; x < W - 3; x++) {
-      const long long lo = std::max(static_cast<long long>(x) + mind, 3LL);
-      const long long hi = std::min(static_cast<long long>(x) + maxd, W - 3LL);
-      ThreeBandCurve(left, right, x, y, 7, 49, mind, lo, hi, true, curve, n);
+      long long lo, hi;
+      Candidates(left, nullptr, x, y, 3, mind, maxd, &lo, &hi);
+      DebuggedCurve(left, right, x, y, 7, mind, lo, hi, curve, n);
       double best;
       const int index = Winner(curve, n, -2.01, &best);
       if (index >= 0 && best > threshold) Write(out, x, y, mind + index + 128);
@@ -146,15 +175,9 @@ int CalculateCorrelations3BandHier(TDispImage& out, TImage* left, TImage* right,
   for (int y = 4; y < H - 4; y++) {
     Row(y, 16);
     for (int x = 4; x < W - 4; x++) {
-      long long lo = std::max(static_cast<long long>(x) + mind, 4LL);
-      long long hi = std::min(static_cast<long long>(x) + maxd, W - 4LL);
-      unsigned char g[8] = {};
-      guide->GetIntensity(x, y, g);
-      if (g[0] != 0) {
-        lo = std::max(lo, static_cast<long long>(x) + g[0] - 133);
-        hi = std::min(hi, static_cast<long long>(x) + g[0] - 123);
-      }
-      ThreeBandCurve(left, right, x, y, 9, 81, mind, lo, hi, true, curve, n);
+      long long lo, hi;
+      Candidates(left, guide, x, y, 4, mind, maxd, &lo, &hi);
+      DebuggedCurve(left, right, x, y, 9, mind, lo, hi, curve, n);
       double best;
       const int index = Winner(curve, n, -2.01, &best);
       if (index >= 0 && best > threshold) Write(out, x, y, mind + index + 128);
@@ -167,7 +190,6 @@ int CalculateCorrelations3BandHier(TDispImage& out, TImage* left, TImage* right,
 int CalculateCorrelations3BandSupport(TDispImage& out, TImage* left, TImage* right, TImage* support,
                                       int mind, int maxd, double threshold) {
   Start(out, mind, maxd);
-  const int W = left->Width();
   const int n = maxd - mind;
   std::vector<double> curve(std::max(n, 0), 0.0);
   for (int y = 236; y <= 572; y++) {
@@ -179,9 +201,9 @@ int CalculateCorrelations3BandSupport(TDispImage& out, TImage* left, TImage* rig
         Write(out, x, y, s[0]);
         continue;
       }
-      const long long lo = std::max(static_cast<long long>(x) + mind, 3LL);
-      const long long hi = std::min(static_cast<long long>(x) + maxd, W - 3LL);
-      ThreeBandCurve(left, right, x, y, 7, 49, mind, lo, hi, false, curve, n);
+      long long lo, hi;
+      Candidates(left, nullptr, x, y, 3, mind, maxd, &lo, &hi);
+      ThreeBandCurve(left, right, x, y, 7, mind, lo, hi, curve, n, nullptr);
 
       int index[3];
       double value[3];
@@ -226,32 +248,11 @@ int CalculateCorrelations3BandSupport(TDispImage& out, TImage* left, TImage* rig
 
 std::string DebugLines(TImage* left, TImage* right, TImage* guide, int k, int margin, int mind,
                        int maxd, int x, int y) {
-  const int W = left->Width();
-  long long lo = std::max(static_cast<long long>(x) + mind, static_cast<long long>(margin));
-  long long hi = std::min(static_cast<long long>(x) + maxd, static_cast<long long>(W - margin));
-  if (guide != nullptr) {
-    unsigned char g[8] = {};
-    guide->GetIntensity(x, y, g);
-    if (g[0] != 0) {
-      lo = std::max(lo, static_cast<long long>(x) + g[0] - 133);
-      hi = std::min(hi, static_cast<long long>(x) + g[0] - 123);
-    }
-  }
-  double sa[3];
-  std::unique_ptr<TMatrix> a[3];
-  for (int b = 0; b < 3; b++) a[b] = NormalisedWindow(left, x, y, b, k, &sa[b]);
+  long long lo, hi;
+  Candidates(left, guide, x, y, margin, mind, maxd, &lo, &hi);
+  std::vector<double> curve(std::max(maxd - mind, 0));
   std::string text;
-  for (long long u = lo; u < hi; u++) {
-    double s[3];
-    for (int b = 0; b < 3; b++) {
-      double sb;
-      std::unique_ptr<TMatrix> w = NormalisedWindow(right, static_cast<int>(u), y, b, k, &sb);
-      s[b] = w->InnerProduct(a[b].get()) / (sa[b] * sb * (k * k));
-    }
-    char line[256];
-    std::snprintf(line, sizeof line, "%f %f %f %f\n", Median(s[0], s[1], s[2]), s[0], s[1], s[2]);
-    text += line;
-  }
+  ThreeBandCurve(left, right, x, y, k, mind, lo, hi, curve, maxd - mind, &text);
   return text;
 }
 

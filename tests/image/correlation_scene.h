@@ -1,5 +1,6 @@
-// Test images for the correlation methods: textured stereo pairs with a known
-// shift, flat patches, special float values, every pixel type, offsets.
+// Test images for the correlation methods (textured pairs, every pixel type,
+// offsets), a single entry point to the four methods of the library and of the
+// window-by-window reference, and a run in a scratch directory.
 #ifndef KLUTEIDA_TESTS_IMAGE_CORRELATION_SCENE_H
 #define KLUTEIDA_TESTS_IMAGE_CORRELATION_SCENE_H
 
@@ -15,7 +16,10 @@
 #include <string>
 #include <vector>
 
+#include "correlation_reference.h"
+#include "image/correlation_kernels.h"
 #include "image/tcomplex.h"
+#include "image/tdispimage.h"
 #include "image/timage.h"
 #include "test_support.h"
 
@@ -31,7 +35,7 @@ struct Geometry {
 };
 
 // An image of the given geometry whose element (x, y, band) holds value(x, y,
-// band) in the image's own type (kept to 8 or 16 bits for the integer types).
+// band) in the image's own type (complex: value + value / 2 i).
 inline std::unique_ptr<TImage> Make(const Geometry& g,
                                     const std::function<double(int, int, int)>& value) {
   const size_t bpp = g.type == kTypeDouble || g.type == kTypeComplex ? 8
@@ -45,30 +49,14 @@ inline std::unique_ptr<TImage> Make(const Geometry& g,
     for (int y = 0; y < g.height; ++y) {
       for (int x = 0; x < g.width; ++x, ++i) {
         const double v = value(x, y, b);
-        unsigned char* p = data + i * bpp;
-        switch (g.type) {
-          case kTypeDouble:
-            std::memcpy(p, &v, 8);
-            break;
-          case kTypeFloat: {
-            const float f = static_cast<float>(v);
-            std::memcpy(p, &f, 4);
-            break;
-          }
-          case kTypeComplex: {
-            const TComplex c(static_cast<float>(v), static_cast<float>(v * 0.5));
-            std::memcpy(p, &c, 8);
-            break;
-          }
-          case kTypeShort: {
-            const unsigned short s = static_cast<unsigned short>(static_cast<long long>(v));
-            std::memcpy(p, &s, 2);
-            break;
-          }
-          default:
-            *p = static_cast<unsigned char>(static_cast<long long>(v));
-            break;
-        }
+        const float f[2] = {static_cast<float>(v), static_cast<float>(v * 0.5)};
+        const auto s = static_cast<unsigned short>(static_cast<long long>(v));
+        const auto c = static_cast<unsigned char>(static_cast<long long>(v));
+        const void* src = g.type == kTypeDouble                            ? &v
+                          : g.type == kTypeFloat || g.type == kTypeComplex ? f
+                          : g.type == kTypeShort ? static_cast<const void*>(&s)
+                                                 : &c;
+        std::memcpy(data + i * bpp, src, bpp);
       }
     }
   }
@@ -77,7 +65,7 @@ inline std::unique_ptr<TImage> Make(const Geometry& g,
 }
 
 // A random texture over a plane wide enough for shifted copies: value(x, y,
-// band) for x in [-margin, width + margin). Neighbouring values are averaged a
+// band) for x in [-300, width + 300). Neighbouring values are averaged a
 // little so that near shifts correlate too.
 class Texture {
  public:
@@ -88,8 +76,7 @@ class Texture {
     std::vector<double> raw(values_.size());
     for (double& v : raw) v = dist(gen);
     for (size_t i = 0; i < raw.size(); ++i) {
-      const size_t x = i % width_;
-      const double right = x + 1 < static_cast<size_t>(width_) ? raw[i + 1] : raw[i];
+      const double right = (i + 1) % width_ != 0 ? raw[i + 1] : raw[i];
       values_[i] = std::floor((raw[i] * 3 + right) / 4);
     }
   }
@@ -106,6 +93,48 @@ class Texture {
   std::vector<double> values_;
 };
 
+enum class Method { kPlain, kThreeBand, kHier, kSupport };
+
+// Runs `method` of the library, or of the reference when `reference` is set;
+// `aux` is the guide or the support image.
+inline int Call(bool reference, Method method, TDispImage& out, TImage* left, TImage* right,
+                TImage* aux, int mind, int maxd, double threshold) {
+  switch (method) {
+    case Method::kPlain:
+      return reference ? reference::CalculateCorrelations(out, left, right, mind, maxd, threshold)
+                       : out.CalculateCorrelations(left, right, mind, maxd, threshold);
+    case Method::kThreeBand:
+      return reference
+                 ? reference::CalculateCorrelations3Band(out, left, right, mind, maxd, threshold)
+                 : out.CalculateCorrelations3Band(left, right, mind, maxd, threshold);
+    case Method::kHier:
+      return reference
+                 ? reference::CalculateCorrelations3BandHier(out, left, right, aux, mind, maxd,
+                                                             threshold)
+                 : out.CalculateCorrelations3BandHier(left, right, aux, mind, maxd, threshold);
+    case Method::kSupport:
+      return reference
+                 ? reference::CalculateCorrelations3BandSupport(out, left, right, aux, mind, maxd,
+                                                                threshold)
+                 : out.CalculateCorrelations3BandSupport(left, right, aux, mind, maxd, threshold);
+  }
+  return 0;
+}
+
+// Every kernel level this processor runs.
+inline std::vector<correlation::KernelLevel> Levels() {
+  std::vector<correlation::KernelLevel> levels;
+  for (const auto level : {correlation::KernelLevel::kPortable, correlation::KernelLevel::kAvx2,
+                           correlation::KernelLevel::kAvx512}) {
+    if (correlation::BestKernelLevel() >= level) levels.push_back(level);
+  }
+  return levels;
+}
+
+inline std::string Bytes(const TImage& image) {
+  return std::string(reinterpret_cast<const char*>(image.data), image.Size());
+}
+
 // Everything a run of a correlation method leaves behind.
 struct Outcome {
   testsupport::ChildResult run;  // exit status and standard output
@@ -121,9 +150,7 @@ inline Outcome RunInScratch(const std::function<const TImage&()>& method) {
   Outcome o;
   o.run = testsupport::RunInChild([&] {
     if (chdir(dir.path().c_str()) != 0) std::exit(3);
-    const TImage& out = method();
-    testsupport::WriteFile("out.bin",
-                           std::string(reinterpret_cast<const char*>(out.data), out.Size()));
+    testsupport::WriteFile("out.bin", Bytes(method()));
   });
   o.image = testsupport::ReadFile(dir.file("out.bin"));
   o.has_debug = testsupport::FileExists(dir.file("cc.txt"));

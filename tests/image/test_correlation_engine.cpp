@@ -24,57 +24,12 @@ namespace {
 using correlation::KernelLevel;
 using scene::Geometry;
 
-std::vector<KernelLevel> Levels() {
-  std::vector<KernelLevel> levels = {KernelLevel::kPortable};
-  if (correlation::BestKernelLevel() >= KernelLevel::kAvx2) levels.push_back(KernelLevel::kAvx2);
-  if (correlation::BestKernelLevel() >= KernelLevel::kAvx512) {
-    levels.push_back(KernelLevel::kAvx512);
-  }
-  return levels;
-}
-
 // Restores the engine's kernel level at the end of a test.
 struct LevelGuard {
   ~LevelGuard() { correlation::SetKernelLevel(correlation::BestKernelLevel()); }
 };
 
 bool SameBits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
-
-// An image whose buffer holds random bytes (any bit pattern, NaN included).
-std::unique_ptr<TImage> RandomBytes(int w, int h, unsigned char type, int frames, int ox, int oy,
-                                    unsigned seed) {
-  TImage probe(1, 1, type, 1, nullptr, 0, 0);
-  const size_t bytes = static_cast<size_t>(w) * h * frames * probe.BytesPerPixel();
-  auto* data = static_cast<unsigned char*>(std::calloc(bytes + 1, 1));
-  std::mt19937 gen(seed);
-  for (size_t i = 0; i < bytes; ++i) data[i] = static_cast<unsigned char>(gen());
-  return std::make_unique<TImage>(w, h, type, frames, data, ox, oy);
-}
-
-TEST(WindowSource, GivesWhatGetWindowGives) {
-  for (const unsigned char type : {2, 3, 5, 6, 8, 9}) {
-    for (const int frames : {1, 3}) {
-      const auto image = RandomBytes(7, 5, type, frames, 3, -2, type * 10 + frames);
-      for (const int band : {-1, 0, 2, 3}) {
-        const WindowSource source(*image, band);
-        for (const int k : {1, 3, 5}) {
-          TMatrix window(k, k);
-          std::vector<double> values(static_cast<size_t>(k) * k);
-          for (int y = -6; y < 9; ++y) {
-            for (int x = -6; x < 14; ++x) {
-              image->GetWindow(x, y, &window, band);
-              source.FillWindow(x, y, k, values.data());
-              for (int i = 0; i < k * k; ++i) {
-                ASSERT_TRUE(SameBits(values[i], window.elem[i / k][i % k]))
-                    << int(type) << " band " << band << " k " << k << " at " << x << "," << y;
-              }
-            }
-          }
-        }
-      }
-    }
-  }
-}
 
 // The score of the window-by-window computation.
 double MatrixScore(TImage& left, TImage& right, int x, int u, int y, int band, int k) {
@@ -94,7 +49,7 @@ double MatrixScore(TImage& left, TImage& right, int x, int u, int y, int band, i
 std::unique_ptr<TImage> WideRangeFloats(int w, int h, int frames, unsigned seed) {
   std::mt19937 gen(seed);
   std::uniform_real_distribution<double> unit(-0.5, 0.5);
-  std::uniform_real_distribution<double> exponent(-3.0, 3.0);
+  std::uniform_real_distribution<double> exponent(-10.0, 10.0);
   return scene::Make(Geometry{w, h, kTypeFloat, frames, 0, 0},
                      [&](int, int, int) { return unit(gen) * std::pow(10.0, exponent(gen)); });
 }
@@ -135,7 +90,7 @@ TEST(ScoreKernels, BlockScoresAreTheMatrixScores) {
   LevelGuard guard;
   const auto left = WideRangeFloats(48, 14, 3, 1);
   const auto right = WideRangeFloats(44, 14, 3, 2);
-  for (const KernelLevel level : Levels()) {
+  for (const KernelLevel level : scene::Levels()) {
     correlation::SetKernelLevel(level);
     for (const int k : {3, 5, 7, 9}) {
       for (const int bands : {1, 3}) {
@@ -214,7 +169,7 @@ void CheckPairScores(unsigned char type, int bands, int k) {
 
 TEST(ScoreKernels, PairScoresAreTheMatrixScores) {
   LevelGuard guard;
-  for (const KernelLevel level : Levels()) {
+  for (const KernelLevel level : scene::Levels()) {
     correlation::SetKernelLevel(level);
     SCOPED_TRACE(static_cast<int>(level));
     for (const int k : {5, 7, 9}) {
@@ -223,53 +178,6 @@ TEST(ScoreKernels, PairScoresAreTheMatrixScores) {
         CheckPairScores<double>(kTypeByte, bands, k);
         CheckPairScores<double>(kTypeShort, bands, k);
       }
-    }
-  }
-}
-
-// The median of three and the winner scan at every level: every triple of
-// special and ordinary values (NaN, infinities, signed zeros, ties) against
-// Median, and running winners against a strictly-greater scan from index 0.
-TEST(ScoreKernels, MedianAndWinnerFollowTheirComparisons) {
-  const double values[] = {std::nan(""), -HUGE_VAL, -1.0, -0.0, 0.0, 0.5, 1.0, HUGE_VAL};
-  std::vector<double> a, b, c;
-  for (const double x : values) {
-    for (const double y : values) {
-      for (const double z : values) {
-        a.push_back(x);
-        b.push_back(y);
-        c.push_back(z);
-      }
-    }
-  }
-  const size_t n = a.size();  // 512, a multiple of kLanes
-  for (const KernelLevel level : Levels()) {
-    const correlation::Kernels& kernels = correlation::KernelsFor(level);
-    std::vector<double> out(n);
-    kernels.median3(a.data(), b.data(), c.data(), n, out.data());
-    for (size_t i = 0; i < n; ++i) {
-      ASSERT_TRUE(SameBits(out[i], Median(a[i], b[i], c[i]))) << int(level) << " " << i;
-    }
-    // Eight curves of n / 8 entries, lane l taking every eighth value.
-    const int count = static_cast<int>(n / correlation::kLanes);
-    double best[correlation::kLanes];
-    double index[correlation::kLanes];
-    for (int l = 0; l < correlation::kLanes; ++l) {
-      best[l] = -2.01;
-      index[l] = -1;
-    }
-    kernels.scan(a.data(), count, 5.0, best, index);
-    for (int l = 0; l < correlation::kLanes; ++l) {
-      double expected_best = -2.01;
-      double expected_index = -1;
-      for (int k = 0; k < count; ++k) {
-        if (a[k * correlation::kLanes + l] > expected_best) {
-          expected_best = a[k * correlation::kLanes + l];
-          expected_index = 5.0 + k;
-        }
-      }
-      EXPECT_TRUE(SameBits(best[l], expected_best));
-      EXPECT_EQ(index[l], expected_index);
     }
   }
 }
