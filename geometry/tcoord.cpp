@@ -89,7 +89,8 @@ TCoord::TCoord(const char* name) : width(0), height(0), type(0), x0(0), y0(0) {
     coords.reset();
     error_msg(kErrFileRead);
   }
-  if (!data.Allocate(count)) error_msg(kErrMemAlloc);
+  // The read fills every element or the process ends: no need to clear them first.
+  if (!data.Allocate(count, TCoordBuffer::Fill::kOverwritten)) error_msg(kErrMemAlloc);
   if (count != 0 && std::fread(data.data(), BytesPerCoord(), count, coords.get()) < count) {
     coords.reset();
     error_msg(kErrFileRead);

@@ -7,40 +7,51 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
+#include <mutex>
+#include <utility>
 
 #include "geometry/tpoint3d.h"
 
 static_assert(sizeof(TPoint3Di) == 12, "a coordinate element is three packed 32-bit integers");
 
-// Zero-filled array of TPoint3Di. Large rasters are mapped straight from the
-// kernel (zero pages, transparent huge pages where available) so that reading
-// a file into them costs little more than the read itself; small ones come
-// from calloc.
+// Array of TPoint3Di. Large rasters are mapped straight from the kernel
+// (transparent huge pages where available) so that reading a file into them
+// costs little more than the read itself; small ones come from calloc. The
+// last large mapping released is kept for the next large raster, so that a
+// raster read again (as the export tool's two passes do) neither faults nor
+// clears its pages a second time.
 class TCoordBuffer {
  public:
+  // What the new elements hold: (0, 0, 0), or whatever the caller is about to
+  // overwrite completely (a buffer filled by one read).
+  enum class Fill { kZero, kOverwritten };
+
   TCoordBuffer() = default;
   TCoordBuffer(const TCoordBuffer&) = delete;
   TCoordBuffer& operator=(const TCoordBuffer&) = delete;
   ~TCoordBuffer() { Release(); }
 
-  // Replaces the contents with `count` elements (0, 0, 0). false, and empty,
-  // when the memory cannot be had.
-  bool Allocate(std::size_t count) {
+  // Replaces the contents with `count` elements. false, and empty, when the
+  // memory cannot be had.
+  bool Allocate(std::size_t count, Fill fill = Fill::kZero) {
     Release();
     if (count == 0) return true;
     if (count > SIZE_MAX / sizeof(TPoint3Di)) return false;
     const std::size_t bytes = count * sizeof(TPoint3Di);
     if (bytes >= kMapThreshold) {
       const std::size_t length = bytes + kHugePage;
-      void* base =
-          mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
-      if (base == MAP_FAILED) return false;
-      const std::uintptr_t at = reinterpret_cast<std::uintptr_t>(base);
-      const std::uintptr_t aligned = (at + kHugePage - 1) & ~(std::uintptr_t{kHugePage} - 1);
-      madvise(reinterpret_cast<void*>(aligned), bytes, MADV_HUGEPAGE);
-      map_base_ = base;
-      map_length_ = length;
-      elements_ = reinterpret_cast<TPoint3Di*>(aligned);
+      Mapping m = TakeSpare(length);
+      if (m.base) {
+        if (fill == Fill::kZero) std::memset(Aligned(m.base), 0, bytes);
+      } else {
+        m.base = mmap(nullptr, length, PROT_READ | PROT_WRITE, MAP_PRIVATE | MAP_ANONYMOUS, -1, 0);
+        if (m.base == MAP_FAILED) return false;
+        m.length = length;
+        madvise(Aligned(m.base), bytes, MADV_HUGEPAGE);
+      }
+      map_ = m;
+      elements_ = static_cast<TPoint3Di*>(Aligned(m.base));
     } else {
       elements_ = static_cast<TPoint3Di*>(std::calloc(count, sizeof(TPoint3Di)));
       if (!elements_) return false;
@@ -64,20 +75,51 @@ class TCoordBuffer {
   static constexpr std::size_t kHugePage = std::size_t{2} << 20;
   static constexpr std::size_t kMapThreshold = std::size_t{8} << 20;
 
+  struct Mapping {
+    void* base = nullptr;
+    std::size_t length = 0;
+  };
+
+  static void* Aligned(void* base) {
+    const std::uintptr_t at = reinterpret_cast<std::uintptr_t>(base);
+    return reinterpret_cast<void*>((at + kHugePage - 1) & ~(std::uintptr_t{kHugePage} - 1));
+  }
+
+  // The one mapping kept between rasters.
+  static Mapping& Spare() {
+    static Mapping spare;
+    return spare;
+  }
+  static std::mutex& SpareLock() {
+    static std::mutex lock;
+    return lock;
+  }
+  // The kept mapping when it holds at least `length` bytes, else nothing.
+  static Mapping TakeSpare(std::size_t length) {
+    std::lock_guard<std::mutex> guard(SpareLock());
+    Mapping m = Spare();
+    if (!m.base || m.length < length) return {};
+    Spare() = {};
+    return m;
+  }
+
   void Release() {
-    if (map_base_)
-      munmap(map_base_, map_length_);
-    else
+    if (map_.base) {
+      std::unique_lock<std::mutex> guard(SpareLock());
+      Mapping& spare = Spare();
+      if (spare.length < map_.length) std::swap(spare, map_);
+      guard.unlock();
+      if (map_.base) munmap(map_.base, map_.length);
+    } else {
       std::free(elements_);
-    map_base_ = nullptr;
-    map_length_ = 0;
+    }
+    map_ = {};
     elements_ = nullptr;
     size_ = 0;
   }
 
   TPoint3Di* elements_ = nullptr;
-  void* map_base_ = nullptr;  // set when the elements live in their own mapping
-  std::size_t map_length_ = 0;
+  Mapping map_;  // set when the elements live in their own mapping
   std::size_t size_ = 0;
 };
 
