@@ -2,12 +2,6 @@
 #ifndef KLUTEIDA_H
 #define KLUTEIDA_H
 
-#include "util/compare.h"
-#include "util/error_msg.h"
-#include "util/find_flag.h"
-#include "util/nomfic.h"
-#include "util/testtiff.h"
-
 #include "geometry/overlap.h"
 #include "geometry/planar.h"
 #include "geometry/tbox.h"
@@ -16,9 +10,6 @@
 #include "geometry/tpoint3d.h"
 #include "geometry/tpointfilm.h"
 #include "geometry/tpointimg.h"
-
-#include "math/tmatrix.h"
-
 #include "image/median.h"
 #include "image/tcolor.h"
 #include "image/tcomplex.h"
@@ -26,5 +17,11 @@
 #include "image/timage.h"
 #include "image/tmask.h"
 #include "image/tpoint.h"
+#include "math/tmatrix.h"
+#include "util/compare.h"
+#include "util/error_msg.h"
+#include "util/find_flag.h"
+#include "util/nomfic.h"
+#include "util/testtiff.h"
 
 #endif  // KLUTEIDA_H
