@@ -38,10 +38,7 @@ struct Geometry {
 // band) in the image's own type (complex: value + value / 2 i).
 inline std::unique_ptr<TImage> Make(const Geometry& g,
                                     const std::function<double(int, int, int)>& value) {
-  const size_t bpp = g.type == kTypeDouble || g.type == kTypeComplex ? 8
-                     : g.type == kTypeFloat                          ? 4
-                     : g.type == kTypeShort                          ? 2
-                                                                     : 1;
+  const size_t bpp = TImage(1, 1, g.type, 1, nullptr, 0, 0).BytesPerPixel();
   const size_t count = static_cast<size_t>(g.width) * g.height * g.frames;
   auto* data = static_cast<unsigned char*>(std::calloc(count * bpp + 1, 1));
   size_t i = 0;
@@ -95,28 +92,24 @@ class Texture {
 
 enum class Method { kPlain, kThreeBand, kHier, kSupport };
 
-// Runs `method` of the library, or of the reference when `reference` is set;
-// `aux` is the guide or the support image.
-inline int Call(bool reference, Method method, TDispImage& out, TImage* left, TImage* right,
-                TImage* aux, int mind, int maxd, double threshold) {
-  switch (method) {
+// Runs method `m` of the library on `out`, or of the reference when `ref` is
+// set, with left l, right r, guide or support g, range [lo, hi), threshold t.
+inline int Call(bool ref, Method m, TDispImage& out, TImage* l, TImage* r, TImage* g, int lo,
+                int hi, double t) {
+  namespace rf = reference;
+  switch (m) {
     case Method::kPlain:
-      return reference ? reference::CalculateCorrelations(out, left, right, mind, maxd, threshold)
-                       : out.CalculateCorrelations(left, right, mind, maxd, threshold);
+      return ref ? rf::CalculateCorrelations(out, l, r, lo, hi, t)
+                 : out.CalculateCorrelations(l, r, lo, hi, t);
     case Method::kThreeBand:
-      return reference
-                 ? reference::CalculateCorrelations3Band(out, left, right, mind, maxd, threshold)
-                 : out.CalculateCorrelations3Band(left, right, mind, maxd, threshold);
+      return ref ? rf::CalculateCorrelations3Band(out, l, r, lo, hi, t)
+                 : out.CalculateCorrelations3Band(l, r, lo, hi, t);
     case Method::kHier:
-      return reference
-                 ? reference::CalculateCorrelations3BandHier(out, left, right, aux, mind, maxd,
-                                                             threshold)
-                 : out.CalculateCorrelations3BandHier(left, right, aux, mind, maxd, threshold);
+      return ref ? rf::CalculateCorrelations3BandHier(out, l, r, g, lo, hi, t)
+                 : out.CalculateCorrelations3BandHier(l, r, g, lo, hi, t);
     case Method::kSupport:
-      return reference
-                 ? reference::CalculateCorrelations3BandSupport(out, left, right, aux, mind, maxd,
-                                                                threshold)
-                 : out.CalculateCorrelations3BandSupport(left, right, aux, mind, maxd, threshold);
+      return ref ? rf::CalculateCorrelations3BandSupport(out, l, r, g, lo, hi, t)
+                 : out.CalculateCorrelations3BandSupport(l, r, g, lo, hi, t);
   }
   return 0;
 }

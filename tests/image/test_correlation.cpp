@@ -16,14 +16,11 @@ using scene::Method;
 
 // What the pair shows.
 enum class Content { kTexture, kFlatPatch, kInfinities, kNaNs };
-// The guide (kHier) or support (kSupport) image.
-enum class Aux {
-  kNone,    // all zero
-  kFull,    // the true disparity, with gaps of 0 and some wrong values
-  kSmall,   // as kFull, but smaller than the left image and shifted
-  kSparse,  // covers the support block; nine pixels in ten hold a disparity
-  kOutput,  // the disparity image itself
-};
+// The guide (kHier) or support (kSupport) image: all zero; the true disparity
+// with gaps of 0 and some wrong values; the same, smaller than the left image
+// and shifted; covering the support block, nine pixels in ten holding a
+// disparity; the disparity image itself.
+enum class Aux { kNone, kFull, kSmall, kSparse, kOutput };
 
 struct Case {
   const char* name;
@@ -41,9 +38,7 @@ Geometry G(int w, int h, int frames = 1, unsigned char type = kTypeByte, int ox 
   return {w, h, type, frames, ox, oy};
 }
 
-bool Fractional(unsigned char t) {
-  return t == kTypeFloat || t == kTypeDouble || t == kTypeComplex;
-}
+constexpr unsigned char kF = kTypeFloat, kS = kTypeShort, kD = kTypeDouble, kC = kTypeComplex;
 
 class Scene {
  public:
@@ -55,7 +50,7 @@ class Scene {
       // A little independent noise on the right image keeps most scores apart.
       double v = texture(right ? x - c.shift : x, y, b) + (right ? (x * 7 + y * 3) % 3 : 0);
       // Fractions give the byte windows of double and complex images varied low bytes.
-      if (Fractional(c.left.type)) v = (v - 100.0) * 0.37;
+      if (c.left.type == kF || c.left.type == kD || c.left.type == kC) v = (v - 100.0) * 0.37;
       const bool patch = x >= 10 && x < 22 && y >= 8 && y < 17;
       if (c.content == Content::kFlatPatch && (patch || y == 20)) v = 90.0;
       if (c.content == Content::kInfinities && patch && (x + y) % 5 == 0) {
@@ -134,10 +129,11 @@ TEST_P(SameAsReference, BytesTextAndDebugFile) {
   }
 }
 
-constexpr unsigned char kF = kTypeFloat, kS = kTypeShort, kD = kTypeDouble, kC = kTypeComplex;
 constexpr Method kPlain = Method::kPlain, k3 = Method::kThreeBand, kHier = Method::kHier,
                  kSup = Method::kSupport;
-constexpr Content kTex = Content::kTexture, kFlat = Content::kFlatPatch;
+constexpr Content kTex = Content::kTexture, kFlat = Content::kFlatPatch,
+                  kInf = Content::kInfinities, kNaN = Content::kNaNs;
+constexpr Aux kFull = Aux::kFull, kSparse = Aux::kSparse, kOutput = Aux::kOutput;
 
 const Case kCases[] = {
     // One band, 5 x 5.
@@ -153,10 +149,8 @@ const Case kCases[] = {
     {"plain_narrow_short_right", kPlain, G(48, 40), G(30, 21), -2, 8, 0.1, 3},
     {"plain_three_frame_left", kPlain, G(32, 20, 3), G(32, 20, 2), 0, 7, 0.2, 2},
     {"plain_float", kPlain, G(40, 30, 1, kF, 7, 7), G(36, 28, 1, kF), -3, 6, 0.2, 2},
-    {"plain_float_infinities", kPlain, G(40, 30, 1, kF), G(40, 30, 1, kF), -3, 6, -3.0, 2,
-     Content::kInfinities},
-    {"plain_float_nans", kPlain, G(40, 30, 1, kF), G(40, 30, 1, kF), -3, 6, -3.0, 2,
-     Content::kNaNs},
+    {"plain_float_infinities", kPlain, G(40, 30, 1, kF), G(40, 30, 1, kF), -3, 6, -3.0, 2, kInf},
+    {"plain_float_nans", kPlain, G(40, 30, 1, kF), G(40, 30, 1, kF), -3, 6, -3.0, 2, kNaN},
     {"plain_sixteen_bit", kPlain, G(40, 30, 1, kS, 3, 3), G(38, 30, 1, kS), -2, 6, 0.1, 1},
     {"plain_sixteen_bit_flat_patch", kPlain, G(40, 30, 1, kS), G(40, 30, 1, kS), -2, 6, -3.0, 1,
      kFlat},
@@ -179,24 +173,20 @@ const Case kCases[] = {
     {"three_band_smaller_than_window", k3, G(6, 6, 3), G(6, 6, 3), 0, 3, -5.0},
     // Three bands, 9 x 9, guided.
     {"hier_without_guide", kHier, G(40, 30, 3), G(40, 30, 3), -4, 8, 0.2, 3},
-    {"hier_guide", kHier, G(48, 30, 3), G(48, 30, 3), -4, 16, 0.2, 6, kTex, Aux::kFull},
+    {"hier_guide", kHier, G(48, 30, 3), G(48, 30, 3), -4, 16, 0.2, 6, kTex, kFull},
     {"hier_small_guide", kHier, G(48, 30, 3), G(48, 30, 3), -4, 16, 0.2, 6, kTex, Aux::kSmall},
-    {"hier_guide_is_output", kHier, G(40, 30, 3), G(40, 30, 3), -4, 8, 0.2, 3, kTex, Aux::kOutput},
-    {"hier_reversed_bounds_guide", kHier, G(24, 20, 3), G(24, 20, 3), 6, -2, -5.0, 0, kTex,
-     Aux::kFull},
-    {"hier_float_guide", kHier, G(40, 30, 3, kF), G(40, 30, 3, kF), -4, 12, 0.2, 4, kTex,
-     Aux::kFull},
+    {"hier_guide_is_output", kHier, G(40, 30, 3), G(40, 30, 3), -4, 8, 0.2, 3, kTex, kOutput},
+    {"hier_reversed_bounds_guide", kHier, G(24, 20, 3), G(24, 20, 3), 6, -2, -5.0, 0, kTex, kFull},
+    {"hier_float_guide", kHier, G(40, 30, 3, kF), G(40, 30, 3, kF), -4, 12, 0.2, 4, kTex, kFull},
     {"hier_sixteen_bit_guide", kHier, G(40, 30, 3, kS), G(40, 30, 3, kS), -4, 12, 0.2, 4, kTex,
-     Aux::kFull},
+     kFull},
     // Three bands over the fixed block, with support.
-    {"support_block", kSup, G(600, 480, 3), G(600, 480, 3), 0, 3, 0.1, 2, kTex, Aux::kSparse},
-    {"support_is_output", kSup, G(300, 280, 3), G(300, 280, 3), 0, 4, 0.1, 2, kTex, Aux::kOutput,
+    {"support_block", kSup, G(600, 480, 3), G(600, 480, 3), 0, 3, 0.1, 2, kTex, kSparse},
+    {"support_is_output", kSup, G(300, 280, 3), G(300, 280, 3), 0, 4, 0.1, 2, kTex, kOutput,
      G(480, 580)},
-    {"support_float", kSup, G(260, 260, 3, kF), G(260, 260, 3, kF), -1, 3, 0.1, 1, kTex,
-     Aux::kSparse},
-    {"support_small_images", kSup, G(180, 260, 3), G(150, 260, 3), -30, 2, -0.5, 2, kTex,
-     Aux::kSparse},
-    {"support_one_frame_flat", kSup, G(260, 260), G(260, 260), 0, 3, -0.5, 1, kFlat, Aux::kSparse},
+    {"support_float", kSup, G(260, 260, 3, kF), G(260, 260, 3, kF), -1, 3, 0.1, 1, kTex, kSparse},
+    {"support_small_images", kSup, G(180, 260, 3), G(150, 260, 3), -30, 2, -0.5, 2, kTex, kSparse},
+    {"support_one_frame_flat", kSup, G(260, 260), G(260, 260), 0, 3, -0.5, 1, kFlat, kSparse},
     {"support_empty_range", kSup, G(200, 250, 3), G(200, 250, 3), 2, 2, -5.0},
 };
 

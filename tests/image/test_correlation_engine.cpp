@@ -1,22 +1,18 @@
-// The pieces of the correlation engine against their plain forms: the window
-// source against GetWindow, the scores of every kernel level against the
-// TMatrix arithmetic bit for bit, and the score bound of the candidate search
-// on windows chosen to strain it.
+// The scores of every kernel level against the TMatrix arithmetic bit for bit
+// (the comparison of whole methods sees only the bytes a score decides), and
+// the score bound of the candidate search on windows chosen to strain it.
 #include <gtest/gtest.h>
 
 #include <cmath>
 #include <cstring>
 #include <memory>
 #include <random>
-#include <string>
 #include <vector>
 
 #include "correlation_scene.h"
 #include "image/correlation_bounds.h"
 #include "image/correlation_engine.h"
-#include "image/correlation_kernels.h"
 #include "image/median.h"
-#include "image/window_source.h"
 #include "math/tmatrix.h"
 
 namespace {
@@ -33,15 +29,12 @@ bool SameBits(double a, double b) { return std::memcmp(&a, &b, sizeof a) == 0; }
 
 // The score of the window-by-window computation.
 double MatrixScore(TImage& left, TImage& right, int x, int u, int y, int band, int k) {
-  TMatrix a(k, k);
-  TMatrix b(k, k);
+  TMatrix a(k, k), b(k, k);
   left.GetWindow(x, y, &a, band);
   right.GetWindow(u, y, &b, band);
   a.Normalize();
   b.Normalize();
-  const double sa = a.StandardDeviation();
-  const double sb = b.StandardDeviation();
-  return b.InnerProduct(&a) / (sa * sb * (k * k));
+  return b.InnerProduct(&a) / (a.StandardDeviation() * b.StandardDeviation() * (k * k));
 }
 
 // Float values of very different magnitudes: any change in the order of a
@@ -54,28 +47,24 @@ std::unique_ptr<TImage> WideRangeFloats(int w, int h, int frames, unsigned seed)
                      [&](int, int, int) { return unit(gen) * std::pow(10.0, exponent(gen)); });
 }
 
+// The sequential sum of the products of two normalised windows against the
+// same sum in pairs and with fused multiply-adds: they must differ somewhere,
+// or the comparisons below could not see such a change.
 TEST(ScoreKernels, DataShowsTheOrderOfTheSums) {
-  // The sequential sum of the products of two normalised windows against the
-  // same sum in pairs and with fused multiply-adds: they must differ
-  // somewhere, or the comparisons below could not see such a change.
   const auto image = WideRangeFloats(40, 12, 1, 5);
-  int reordered = 0;
-  int fused = 0;
+  int reordered = 0, fused = 0;
   for (int x = 4; x < 30; ++x) {
-    TMatrix a(9, 9);
-    TMatrix b(9, 9);
+    TMatrix a(9, 9), b(9, 9);
     image->GetWindow(x, 5, &a, 0);
     image->GetWindow(x + 3, 5, &b, 0);
     a.Normalize();
     b.Normalize();
-    double sequential = 0.0;
-    double pairs[2] = {0.0, 0.0};
-    double fma = 0.0;
+    double sequential = 0.0, pairs[2] = {0.0, 0.0}, fma = 0.0;
     for (int i = 0; i < 81; ++i) {
-      const double p = b.elem[i / 9][i % 9] * a.elem[i / 9][i % 9];
-      sequential = sequential + p;
-      pairs[i % 2] = pairs[i % 2] + p;
-      fma = std::fma(b.elem[i / 9][i % 9], a.elem[i / 9][i % 9], fma);
+      const double ea = a.elem[i / 9][i % 9], eb = b.elem[i / 9][i % 9];
+      sequential = sequential + eb * ea;
+      pairs[i % 2] = pairs[i % 2] + eb * ea;
+      fma = std::fma(eb, ea, fma);
     }
     reordered += !SameBits(sequential, pairs[0] + pairs[1]);
     fused += !SameBits(sequential, fma);
@@ -94,18 +83,13 @@ TEST(ScoreKernels, BlockScoresAreTheMatrixScores) {
     correlation::SetKernelLevel(level);
     for (const int k : {3, 5, 7, 9}) {
       for (const int bands : {1, 3}) {
-        const int h = (k - 1) / 2;
-        const int y = 6;
+        const int h = (k - 1) / 2, y = 6, x0 = 12, mind = -7;
         correlation::PairRows rows(*left, *right, bands, k);
         rows.Build(y, h, 48 - h, h, 44 - h);
         correlation::CurveBlock block;
         correlation::Span spans[correlation::kLanes];
-        const int x0 = 12;
-        const int mind = -7;
-        for (int l = 0; l < correlation::kLanes; ++l) {
-          // Spans of different lengths and places.
-          spans[l] = {x0 + l - 7 + l % 3, x0 + l + 6 - l % 2};
-        }
+        // Spans of different lengths and places.
+        for (int l = 0; l < 8; ++l) spans[l] = {x0 + l - 7 + l % 3, x0 + l + 6 - l % 2};
         block.Compute(rows, x0, spans, mind);
         for (int l = 0; l < correlation::kLanes; ++l) {
           const int x = x0 + l;
@@ -131,20 +115,14 @@ TEST(ScoreKernels, BlockScoresAreTheMatrixScores) {
 // scattered), at every kernel level.
 template <typename T>
 void CheckPairScores(unsigned char type, int bands, int k) {
-  const int w = 60;
-  const int h = 14;
-  const double scale = type == kTypeShort ? 65535.0 : 255.0;
-  const scene::Texture texture(w, h, 3, 9, scale);
-  const auto value = [&](int x, int y, int b) { return texture(x, y, b); };
-  const auto left = scene::Make(Geometry{w, h, type, 3, 0, 0}, value);
-  const auto right = scene::Make(Geometry{w, h, type, 3, 2, 0}, value);
-  const int margin = (k - 1) / 2;
-  const int y = 7;
+  const int w = 60, h = 14, margin = (k - 1) / 2, y = 7;
+  const scene::Texture texture(w, h, 3, 9, type == kTypeShort ? 65535.0 : 255.0);
+  const auto left = scene::Make(Geometry{w, h, type, 3, 0, 0}, texture);
+  const auto right = scene::Make(Geometry{w, h, type, 3, 2, 0}, texture);
   correlation::CandidateFilter<T> filter(*left, *right, bands, k, margin, w - margin, margin,
                                          w - margin, -20, 20);
   filter.StartRow(y);
-  std::vector<long long> xs;
-  std::vector<long long> us;
+  std::vector<long long> xs, us;
   const auto add = [&](long long x, long long u) {
     xs.push_back(x);
     us.push_back(u);
@@ -154,8 +132,7 @@ void CheckPairScores(unsigned char type, int bands, int k) {
   for (int l = 0; l < 8; ++l) add(30 + l, 31 + l + (l % 7 == 3) * 4);  // three runs
   for (int l = 0; l < 8; ++l) add(10 + 3 * l, 40 - 2 * l);             // scattered
   for (int l = 0; l < 5; ++l) add(40 + l, 44 + l);                     // a short last batch
-  std::vector<double> band_scores[3];
-  std::vector<double> values;
+  std::vector<double> band_scores[3], values;
   filter.Score(xs, us, band_scores, &values);
   for (size_t i = 0; i < xs.size(); ++i) {
     double s[3];
@@ -200,27 +177,23 @@ TEST(ScoreBound, HoldsOnWindowsWithLargeMeanAndSmallSpread) {
         const auto a = scene::Make(Geometry{k, k, type, 1, 0, 0}, value);
         const auto b = scene::Make(Geometry{k, k, type, 1, 0, 0}, value);
         const int h = (k - 1) / 2;
-        TMatrix wa(k, k);
-        TMatrix wb(k, k);
+        TMatrix wa(k, k), wb(k, k);
         a->GetWindow(h, h, &wa, 0);
         b->GetWindow(h, h, &wb, 0);
         long double sa = 0, sb = 0, saa = 0, sbb = 0, sab = 0;
         for (int i = 0; i < k * k; ++i) {
-          const long double va = wa.elem[i / k][i % k];
-          const long double vb = wb.elem[i / k][i % k];
+          const long double va = wa.elem[i / k][i % k], vb = wb.elem[i / k][i % k];
           sa += va;
           sb += vb;
           saa += va * va;
           sbb += vb * vb;
           sab += va * vb;
         }
-        const long double kk = k * k;
-        const long double da = kk * saa - sa * sa;
-        const long double db = kk * sbb - sb * sb;
+        const long double kk = k * k, da = kk * saa - sa * sa, db = kk * sbb - sb * sb;
         if (da == 0 || db == 0) continue;
         const long double approx = (kk * sab - sa * sb) / std::sqrt(da * db);
-        const double exact = MatrixScore(*a, *b, h, h, h, 0, k);
-        worst = std::max(worst, static_cast<double>(std::fabs(approx - exact)));
+        worst = std::max(
+            worst, static_cast<double>(std::fabs(approx - MatrixScore(*a, *b, h, h, h, 0, k))));
       }
     }
   }
