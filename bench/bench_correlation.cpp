@@ -28,6 +28,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_util.h"
 #include "correlation_reference.h"
 #include "image/correlation_kernels.h"
 #include "image/tdispimage.h"
@@ -119,40 +120,9 @@ std::unique_ptr<TImage> Rows(const TImage& image, int top, int rows) {
   return ImageOf(bytes, image.width, rows, image.frames);
 }
 
-double Seconds(const std::function<void()>& work) {
-  const auto start = std::chrono::steady_clock::now();
-  work();
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-}
-
-// The fast runs are short: the best of a few keeps other work on the
-// machine out of the figure.
-constexpr int kRuns = 3;
-
-double Best(const std::function<void()>& work) {
-  double best = Seconds(work);
-  for (int run = 1; run < kRuns; ++run) best = std::min(best, Seconds(work));
-  return best;
-}
-
-// The methods print their progress; the bench keeps its own output readable.
-class QuietStdout {
- public:
-  QuietStdout() : saved_(dup(1)) {
-    std::fflush(stdout);
-    const int null = open("/dev/null", O_WRONLY);
-    dup2(null, 1);
-    close(null);
-  }
-  ~QuietStdout() {
-    std::fflush(stdout);
-    dup2(saved_, 1);
-    close(saved_);
-  }
-
- private:
-  int saved_;
-};
+using bench::Best;
+using bench::QuietStdout;
+using bench::Seconds;
 
 // 5 x 5 sum of absolute differences over the same candidates as
 // CalculateCorrelations (disparities [mind, maxd), columns clipped to
@@ -351,7 +321,7 @@ int main(int argc, char** argv) {
   const char* levels[] = {"plain", "AVX2", "AVX-512"};
   std::printf("kernels: %s; %d x %d, disparities %d .. %d; library and SAD: best of %d runs\n",
               levels[static_cast<int>(correlation::BestKernelLevel())], kWidth, kHeight,
-              kMinDisparity, kMaxDisparity - 1, kRuns);
+              kMinDisparity, kMaxDisparity - 1, 3);
 
   const Pair grey = MakePair(1);
   std::vector<unsigned char> sad;

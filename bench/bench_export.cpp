@@ -23,6 +23,7 @@
 #include <string>
 #include <vector>
 
+#include "bench_util.h"
 #include "geometry/tcoord.h"
 #include "image/timage.h"
 #include "tools/export.h"
@@ -35,25 +36,9 @@ namespace fs = std::filesystem;
 constexpr int kSize = 2000;
 constexpr int kRepeats = 3;
 
-using Clock = std::chrono::steady_clock;
-
-double Seconds(Clock::time_point from) {
-  return std::chrono::duration<double>(Clock::now() - from).count();
-}
-
-// Best of kRepeats runs of `body`, in seconds; `prepare` runs untimed before
-// each (it removes the output of the previous run: every run writes a new file).
-double Best(
-    const std::function<void()>& body, const std::function<void()>& prepare = [] {}) {
-  double best = 1e30;
-  for (int i = 0; i < kRepeats; ++i) {
-    prepare();
-    Clock::time_point start = Clock::now();
-    body();
-    best = std::min(best, Seconds(start));
-  }
-  return best;
-}
+using bench::Best;
+using bench::QuietStdout;
+using bench::Seconds;
 
 // A rolling terrain in centimetres, 50 cm pixels, about 20 m of relief.
 void WriteInputs(const std::string& dir) {
@@ -108,26 +93,6 @@ std::string ReadAll(const std::string& path) {
   return std::string(std::istreambuf_iterator<char>(f), std::istreambuf_iterator<char>());
 }
 
-// Standard output off while the library's readers talk.
-class QuietStdout {
- public:
-  QuietStdout() {
-    std::fflush(stdout);
-    saved_ = dup(1);
-    int null_fd = open("/dev/null", O_WRONLY);
-    dup2(null_fd, 1);
-    close(null_fd);
-  }
-  ~QuietStdout() {
-    std::fflush(stdout);
-    dup2(saved_, 1);
-    close(saved_);
-  }
-
- private:
-  int saved_;
-};
-
 char* ToCharsLine(int x, int y, int z, const unsigned char rgb[3], char* out) {
   for (int v : {x, y, z}) {
     out = std::to_chars(out, out + 32, static_cast<double>(CentimetresToMetres(v)),
@@ -160,9 +125,8 @@ int main(int argc, char** argv) {
   double tool_s = 1e30;
   for (int i = 0; i < kRepeats; ++i) {
     fs::remove(dir + "/cloud.asc");
-    Clock::time_point start = Clock::now();
-    const int status = RunTool(tool, args, dir, &rss_kb);
-    tool_s = std::min(tool_s, Seconds(start));
+    int status = 0;
+    tool_s = std::min(tool_s, Seconds([&] { status = RunTool(tool, args, dir, &rss_kb); }));
     best_rss_kb = std::max(best_rss_kb, rss_kb);
     if (status != 0) {
       std::fprintf(stderr, "kluteida ended with status %d\n", status);

@@ -143,19 +143,23 @@ int CalculateCorrelations(TDispImage& out, TImage* left, TImage* right, int mind
   return 1;
 }
 
-int CalculateCorrelations3Band(TDispImage& out, TImage* left, TImage* right, int mind, int maxd,
-                               double threshold) {
+namespace {
+
+// The three-band search with k x k windows over the pixels `margin` from the
+// border, narrowed around a non-zero guide byte when there is a guide.
+int ThreeBandSearch(TDispImage& out, TImage* left, TImage* right, TImage* guide, int k, int margin,
+                    int mind, int maxd, double threshold) {
   Start(out, mind, maxd);
   const int W = left->Width();
   const int H = left->Height();
   const int n = maxd - mind;
   std::vector<double> curve(std::max(n, 0), 0.0);
-  for (int y = 3; y < H - 3; y++) {
+  for (int y = margin; y < H - margin; y++) {
     Row(y, 16);
-    for (int x = 3; x < W - 3; x++) {
+    for (int x = margin; x < W - margin; x++) {
       long long lo, hi;
-      Candidates(left, nullptr, x, y, 3, mind, maxd, &lo, &hi);
-      DebuggedCurve(left, right, x, y, 7, mind, lo, hi, curve, n);
+      Candidates(left, guide, x, y, margin, mind, maxd, &lo, &hi);
+      DebuggedCurve(left, right, x, y, k, mind, lo, hi, curve, n);
       double best;
       const int index = Winner(curve, n, -2.01, &best);
       if (index >= 0 && best > threshold) Write(out, x, y, mind + index + 128);
@@ -165,26 +169,16 @@ int CalculateCorrelations3Band(TDispImage& out, TImage* left, TImage* right, int
   return 1;
 }
 
+}  // namespace
+
+int CalculateCorrelations3Band(TDispImage& out, TImage* left, TImage* right, int mind, int maxd,
+                               double threshold) {
+  return ThreeBandSearch(out, left, right, nullptr, 7, 3, mind, maxd, threshold);
+}
+
 int CalculateCorrelations3BandHier(TDispImage& out, TImage* left, TImage* right, TImage* guide,
                                    int mind, int maxd, double threshold) {
-  Start(out, mind, maxd);
-  const int W = left->Width();
-  const int H = left->Height();
-  const int n = maxd - mind;
-  std::vector<double> curve(std::max(n, 0), 0.0);
-  for (int y = 4; y < H - 4; y++) {
-    Row(y, 16);
-    for (int x = 4; x < W - 4; x++) {
-      long long lo, hi;
-      Candidates(left, guide, x, y, 4, mind, maxd, &lo, &hi);
-      DebuggedCurve(left, right, x, y, 9, mind, lo, hi, curve, n);
-      double best;
-      const int index = Winner(curve, n, -2.01, &best);
-      if (index >= 0 && best > threshold) Write(out, x, y, mind + index + 128);
-    }
-  }
-  Done();
-  return 1;
+  return ThreeBandSearch(out, left, right, guide, 9, 4, mind, maxd, threshold);
 }
 
 int CalculateCorrelations3BandSupport(TDispImage& out, TImage* left, TImage* right, TImage* support,
