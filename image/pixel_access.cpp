@@ -84,50 +84,50 @@ int TImage::SetIntensity(TPoint& p, const unsigned char* value) {
   return SetIntensity(p.x, p.y, value);
 }
 
-int TImage::GetSubPixelIntensity(double x, double y, unsigned char* value) {
+namespace {
+
+// The sub-pixel read of frame `band`: double images are interpolated only when
+// `interpolate_double`; float, complex and 16-bit images give the element at
+// the integer position; every other type the bilinear byte.
+int SubPixel(TImage& image, double x, double y, unsigned char* value, int band,
+             bool interpolate_double) {
   int ix = 0;
   int iy = 0;
-  if (frames == 0 || !LocateSubPixel(*this, x, y, &ix, &iy)) return 0;
+  if (band < 0 || band >= image.frames || !LocateSubPixel(image, x, y, &ix, &iy)) return 0;
   // From the local integer position: with offsets these are not fractions.
   const double s = x - ix;
   const double t = y - iy;
-  const size_t i = timage_detail::ElementIndex(*this, ix, iy, 0);
-  switch (type) {
-    case kTypeDouble: {
-      const double v = Bilinear(DoubleAt(data, i), DoubleAt(data, i + 1), DoubleAt(data, i + width),
-                                DoubleAt(data, i + width + 1), s, t);
-      std::memcpy(value, &v, sizeof v);
-      return 1;
-    }
+  const size_t i = timage_detail::ElementIndex(image, ix, iy, band);
+  const unsigned char* data = image.data;
+  const size_t width = image.width;
+  switch (image.type) {
+    case kTypeDouble:
+      if (interpolate_double) {
+        const double v = Bilinear(DoubleAt(data, i), DoubleAt(data, i + 1),
+                                  DoubleAt(data, i + width), DoubleAt(data, i + width + 1), s, t);
+        std::memcpy(value, &v, sizeof v);
+        return 1;
+      }
+      [[fallthrough]];
     case kTypeFloat:
     case kTypeComplex:
     case kTypeShort:
-      timage_detail::LoadElement(type, data, i, value);
+      timage_detail::LoadElement(image.type, data, i, value);
       return 1;
     default:
-      value[0] = ByteBilinear(*this, i, s, t);
+      value[0] = ByteBilinear(image, i, s, t);
       return 1;
   }
 }
 
+}  // namespace
+
+int TImage::GetSubPixelIntensity(double x, double y, unsigned char* value) {
+  return SubPixel(*this, x, y, value, 0, true);
+}
+
 int TImage::GetSubPixelIntensity(double x, double y, unsigned char* value, int band) {
-  int ix = 0;
-  int iy = 0;
-  if (band < 0 || band >= frames || !LocateSubPixel(*this, x, y, &ix, &iy)) return 0;
-  const double s = x - ix;
-  const double t = y - iy;
-  const size_t i = timage_detail::ElementIndex(*this, ix, iy, band);
-  switch (type) {
-    case kTypeDouble:
-    case kTypeFloat:
-    case kTypeComplex:
-    case kTypeShort:
-      timage_detail::LoadElement(type, data, i, value);
-      return 1;
-    default:
-      value[0] = ByteBilinear(*this, i, s, t);
-      return 1;
-  }
+  return SubPixel(*this, x, y, value, band, false);
 }
 
 int TImage::Average(unsigned char*) { return 1; }
