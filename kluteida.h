@@ -10,6 +10,7 @@
 #include "geometry/tpoint3d.h"
 #include "geometry/tpointfilm.h"
 #include "geometry/tpointimg.h"
+#include "image/fft.h"
 #include "image/median.h"
 #include "image/tcolor.h"
 #include "image/tcomplex.h"
