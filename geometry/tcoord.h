@@ -7,6 +7,8 @@
 #include "geometry/tcoordbuffer.h"
 #include "geometry/tpoint3d.h"
 
+class TImage;
+
 // The raster covers columns x0 .. x0 + width - 1 and rows y0 .. y0 + height - 1
 // of a larger pixel grid; every access takes coordinates of that grid. Points
 // are stored relative to `offset`, which is added back on reading, except for a
@@ -70,6 +72,21 @@ class TCoord {
   // than (0, 0) it sees only the part of the raster inside [0, width) x
   // [0, height).
   void SetMinMax();
+
+  // The heights as a new one-frame 16-bit image (the caller deletes it) of
+  // the w x h pixels from global (xs, ys) (w or h 0: the full width or
+  // height): z - zshift where z is not 0, 0 where it is, -9999 - zshift
+  // outside the raster, each kept to its low 16 bits. Null for a negative
+  // size or one beyond 65535.
+  TImage* Copy2Image(int w, int h, int xs, int ys, int zshift);
+  // Sets pixel (i, j) of a 16-bit image (coordinates of its enclosing
+  // raster) to the low 16 bits of the z at global (xs + i, ys + j), for i and
+  // j over the image's width and height. Any other image type ends the
+  // process.
+  void Copy2Image(TImage& image, int xs, int ys);
+  // Saves Copy2Image(0, 0, 0, 0, zshift) in the format of the name's
+  // extension; what TImage::Save returns.
+  int SaveAsImage(const char* name, int zshift);
 };
 
 #endif  // KLUTEIDA_GEOMETRY_TCOORD_H

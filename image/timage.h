@@ -13,6 +13,14 @@ class TMask;
 // magic or version.
 extern int error;
 
+// Settings of the TIFF writer, process-wide. Save sets `compression` to 1
+// (none) before every TIFF write, so the predictor (schemes 5 and 32946) and
+// the JPEG settings (scheme 7) never take effect.
+extern unsigned short compression;
+extern unsigned short predictor;
+extern int jpegcolormode;
+extern int quality;
+
 // Pixel type codes.
 enum : unsigned char {
   kTypeDouble = 2,
@@ -57,6 +65,12 @@ class TImage {
   virtual ~TImage();
 
   virtual void Initialize();
+  // A display buffer (the caller frees it with free()), or null when memory
+  // runs out: (width + width % 2) x height bytes, the image's rows bottom-up,
+  // each padded to an even length. Double images give their last row scaled
+  // by 0.25 in every output row; other types the bytes of frame 0 shifted
+  // right by 2.
+  virtual unsigned char* BmpData();
   virtual unsigned char Type() const { return type; }
   virtual unsigned char IType() const { return itype; }
 
@@ -94,6 +108,15 @@ class TImage {
   // Window of the mask's size; 8-bit images only (0 for other types).
   int GetWindow(int x, int y, TMask* window, int band);
   void GetWindowMedian(int x, int y, int w, int h, unsigned char* value, int band);
+
+  // Writes the image in the format the name's extension gives: "uml", "xv",
+  // "rvb" (8-bit three-frame images only), "ima", "imw", "imf" (raw, with a
+  // ".dim" companion), "pgm", "tif"/"tiff" (width bytes per row), or "txt" (an
+  // empty file). 1 when written, -1 when the TIFF library cannot open the
+  // file; any other failure ends the process.
+  int Save(const char* name);
+  int ChangePallette(unsigned short pallette);  // stores the selector; 1
+  int PrintInfo();                              // geometry and type on stdout; 1
 };
 
 // Reads the ".dim" file `name`: width and height, and the offsets from an

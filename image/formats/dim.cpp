@@ -1,11 +1,13 @@
 // ".dim": the text companion that gives the geometry of the headerless formats
 // ("ima", "imw", "imf", "rvb"). Line 1 holds the width and the height; an
-// optional line 2, as written "-offset_x %d -offset_y %d", the offsets.
+// optional line 2, as written "-offset_x %d -offset_y %d", the offsets (read
+// as a word, a number, a word, a number).
 #include <cstdio>
 #include <cstring>
 
 #include "image/formats/formats.h"
 #include "image/timage.h"
+#include "util/error_msg.h"
 
 namespace image_formats {
 
@@ -16,13 +18,18 @@ namespace {
 constexpr size_t kOffsetLineLimit = 80;
 constexpr size_t kGetImaDimLineLimit = 200;
 
+const char kSizeLine[] = "%d %d\n";
+const char kOffsetLine[] = "-offset_x %d -offset_y %d\n";
+const char kOffsetScan[] = "%*s %d %*s %d";
+const char kCompanionOpenFailed[] = "ER_FILE_OPEN";
+
 // Reads line 1 into the sizes and, when there is a second line, the offsets
 // it holds. Returns the number of sizes read (0 to 2).
 int ParseDim(std::FILE* f, size_t line_limit, int* width, int* height, int* offset_x,
              int* offset_y) {
-  const int sizes = std::fscanf(f, "%d %d\n", width, height);
+  const int sizes = std::fscanf(f, kSizeLine, width, height);
   const std::string line = ReadLine(f, line_limit);
-  if (!line.empty()) std::sscanf(line.c_str(), "%*s %d %*s %d", offset_x, offset_y);
+  if (!line.empty()) std::sscanf(line.c_str(), kOffsetScan, offset_x, offset_y);
   return sizes < 0 ? 0 : sizes;
 }
 
@@ -55,6 +62,14 @@ int ApplyCompanion(TImage& image, const char* name, unsigned short frames, unsig
   image.frames = frames;
   image.type = type;
   return kRead;
+}
+
+void WriteCompanion(const TImage& image, const char* name) {
+  File f(std::fopen(CompanionName(name).c_str(), "w"));
+  if (!f) error_msg(kCompanionOpenFailed);
+  WriteText(f, kSizeLine, image.width, image.height);
+  WriteText(f, kOffsetLine, image.offset_x, image.offset_y);
+  CloseWritten(f);
 }
 
 }  // namespace image_formats

@@ -2,21 +2,32 @@
 
 #include <sys/stat.h>
 
+#include <cstdarg>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 
 #include "image/timage.h"
+#include "util/error_msg.h"
 
 namespace image_formats {
 
 namespace {
 
-// "tiff" is cut to "tif" before the look-up, so one entry serves both.
+// "tiff" is cut to "tif" before the look-up, so one entry serves both. A
+// "txt" image is read but written as an empty file.
 const Format kFormats[] = {
-    {"uml", ReadUml}, {"txt", ReadTxt},  {"xv", ReadViff}, {"ima", ReadRaw}, {"imw", ReadRaw},
-    {"rvb", ReadRvb}, {"tif", ReadTiff}, {"pgm", ReadPgm}, {"imf", ReadRaw},
+    {"uml", ReadUml, WriteUml},   {"txt", ReadTxt, nullptr},    {"xv", ReadViff, WriteViff},
+    {"ima", ReadRaw, WriteRaw},   {"imw", ReadRaw, WriteRaw},   {"rvb", ReadRvb, WriteRvb},
+    {"tif", ReadTiff, WriteTiff}, {"pgm", ReadPgm, WritePgm},   {"imf", ReadRaw, WriteRaw},
 };
+
+const char kWriteFailed[] = "ER_FILE_WRITE";
+
+[[noreturn]] void WriteFailed(File& f) {
+  f.reset();
+  error_msg(kWriteFailed);
+}
 
 }  // namespace
 
@@ -84,6 +95,37 @@ std::string ReadLine(std::FILE* f, size_t limit) {
 void SkipLine(std::FILE* f) {
   for (int c; (c = std::fgetc(f)) != EOF && c != '\n';) {
   }
+}
+
+void WriteBytes(File& f, const void* bytes, size_t count) {
+  if (count != 0 && std::fwrite(bytes, 1, count, f.get()) != count) WriteFailed(f);
+}
+
+void WritePixels(File& f, const TImage& image) {
+  WriteBytes(f, image.data, PixelCount(image) * static_cast<size_t>(image.BytesPerPixel()));
+}
+
+void WriteText(File& f, const char* format, ...) {
+  va_list args;
+  va_start(args, format);
+  const int written = std::vfprintf(f.get(), format, args);
+  va_end(args);
+  if (written < 0) WriteFailed(f);
+}
+
+void CloseWritten(File& f) {
+  std::FILE* stream = f.release();
+  if (std::fclose(stream) != 0) error_msg(kWriteFailed);
+}
+
+void PutLe(unsigned char* out, unsigned long long value, int bytes) {
+  for (int i = 0; i < bytes; ++i) out[i] = static_cast<unsigned char>(value >> (8 * i));
+}
+
+unsigned long long GetLe(const unsigned char* in, int bytes) {
+  unsigned long long value = 0;
+  for (int i = bytes - 1; i >= 0; --i) value = value << 8 | in[i];
+  return value;
 }
 
 }  // namespace image_formats

@@ -4,6 +4,7 @@
 //   width height
 //   255
 // then width x height bytes, top row first. The maximum value is not checked.
+// The writer writes the elements of any image as they are.
 #include <cstdio>
 #include <cstdlib>
 
@@ -16,6 +17,9 @@ namespace {
 
 constexpr size_t kMagicLineLimit = 80;
 const char kPgmMagicLine[] = "P5\n";
+const char kPgmComment[] = "# CREATOR TImage Class\n";
+const char kPgmSizeLine[] = "%d %d \n";
+const char kPgmMaxLine[] = "255\n";
 const char kNotPgm[] = "The input file isn't a PGM file. Stopped\n";
 
 }  // namespace
@@ -31,7 +35,7 @@ int ReadPgm(TImage& image, const char* name, const std::string&) {
   // without one has its size line skipped and is misread.
   SkipLine(f.get());
   int width = 0, height = 0;
-  std::fscanf(f.get(), "%d %d \n", &width, &height);
+  std::fscanf(f.get(), kPgmSizeLine, &width, &height);
   if (width < 0 || height < 0) return kShortPixels;
   SkipLine(f.get());  // maximum value
   image.width = static_cast<unsigned short>(width);
@@ -39,6 +43,15 @@ int ReadPgm(TImage& image, const char* name, const std::string&) {
   image.type = kTypeByte;
   image.frames = 1;
   return ReadPixels(image, f.get(), kShortPixels);
+}
+
+int WritePgm(const TImage& image, const char*, File& f) {
+  WriteText(f, "%s%s", kPgmMagicLine, kPgmComment);
+  WriteText(f, kPgmSizeLine, image.width, image.height);
+  WriteText(f, "%s", kPgmMaxLine);
+  WritePixels(f, image);
+  CloseWritten(f);
+  return 1;
 }
 
 }  // namespace image_formats

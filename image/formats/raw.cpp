@@ -1,5 +1,7 @@
 // "ima", "imw", "imf": the pixel data alone (bytes, 16-bit values, floats),
-// planar and top row first, with the geometry in the ".dim" companion.
+// planar and top row first, with the geometry in the ".dim" companion. The
+// writer writes any image's elements as they are: the extension gives the
+// type only when reading.
 #include "image/formats/formats.h"
 #include "image/timage.h"
 
@@ -26,6 +28,13 @@ int ReadRaw(TImage& image, const char* name, const std::string& extension) {
   File f = OpenForReading(name);
   if (!f) return kOpenFailed;
   return ReadPixels(image, f.get(), kShortPixels);
+}
+
+int WriteRaw(const TImage& image, const char* name, File& f) {
+  WritePixels(f, image);
+  CloseWritten(f);
+  WriteCompanion(image, name);
+  return 1;
 }
 
 }  // namespace image_formats

@@ -10,7 +10,9 @@
 //       10   256  comment
 //      266        width x height x frames elements, planar, top row first
 //
-// Multi-byte fields are little-endian.
+// Multi-byte fields are little-endian. The writer puts the type code where
+// the version belongs, so the reader refuses (error 10) every file it writes
+// unless the type code happens to be 1.
 #include <cstdio>
 
 #include "image/formats/formats.h"
@@ -23,32 +25,36 @@ namespace {
 constexpr unsigned kUmlMagic = 8005;
 constexpr unsigned kUmlVersion = 1;
 
-// Reads a little-endian field of one or two bytes.
-bool ReadField(std::FILE* f, int bytes, unsigned* value) {
+// The header fields before the comment, in file order, and their sizes.
+enum Field { kMagic, kVersion, kWidth, kHeight, kType, kFrames, kFieldCount };
+constexpr int kFieldBytes[kFieldCount] = {2, 1, 2, 2, 1, 2};
+
+// Reads field `field` into values[field]; false when the file ends first.
+bool ReadField(std::FILE* f, Field field, unsigned* values) {
   unsigned char b[2] = {0, 0};
-  if (std::fread(b, 1, static_cast<size_t>(bytes), f) != static_cast<size_t>(bytes)) return false;
-  *value = b[0] | (bytes == 2 ? static_cast<unsigned>(b[1]) << 8 : 0u);
+  const size_t n = static_cast<size_t>(kFieldBytes[field]);
+  if (std::fread(b, 1, n, f) != n) return false;
+  values[field] = static_cast<unsigned>(GetLe(b, kFieldBytes[field]));
   return true;
 }
 
 int ReadUmlHeader(TImage& image, std::FILE* f) {
-  unsigned magic = 0, version = 0, width = 0, height = 0, type = 0, frames = 0;
-  if (!ReadField(f, 2, &magic)) return kShortRead;
-  if (magic != kUmlMagic) return kBadMagic;
-  if (!ReadField(f, 1, &version)) return kShortRead;
-  if (version != kUmlVersion) return kBadMagic;
-  if (!ReadField(f, 2, &width) || !ReadField(f, 2, &height) || !ReadField(f, 1, &type) ||
-      !ReadField(f, 2, &frames))
-    return kShortRead;
+  unsigned v[kFieldCount] = {};
+  if (!ReadField(f, kMagic, v)) return kShortRead;
+  if (v[kMagic] != kUmlMagic) return kBadMagic;
+  if (!ReadField(f, kVersion, v)) return kShortRead;
+  if (v[kVersion] != kUmlVersion) return kBadMagic;
+  for (const Field field : {kWidth, kHeight, kType, kFrames})
+    if (!ReadField(f, field, v)) return kShortRead;
   if (std::fread(image.comment, 1, sizeof image.comment, f) != sizeof image.comment)
     return kShortRead;
   // The comment is used as a C string: a header without a terminator in its
   // 256 bytes loses the last one.
   image.comment[sizeof image.comment - 1] = '\0';
-  image.width = static_cast<unsigned short>(width);
-  image.height = static_cast<unsigned short>(height);
-  image.type = static_cast<unsigned char>(type);
-  image.frames = static_cast<unsigned short>(frames);
+  image.width = static_cast<unsigned short>(v[kWidth]);
+  image.height = static_cast<unsigned short>(v[kHeight]);
+  image.type = static_cast<unsigned char>(v[kType]);
+  image.frames = static_cast<unsigned short>(v[kFrames]);
   return kRead;
 }
 
@@ -62,6 +68,24 @@ int ReadUml(TImage& image, const char* name, const std::string&) {
   const int status = ReadUmlHeader(image, f.get());
   if (status != kRead) return status;
   return ReadPixels(image, f.get(), kShortRead);
+}
+
+int WriteUml(const TImage& image, const char*, File& f) {
+  std::printf(" uml, ");
+  std::fflush(stdout);
+  const unsigned values[kFieldCount] = {kUmlMagic,    image.type, image.width,
+                                        image.height, image.type, image.frames};
+  unsigned char header[16];
+  size_t size = 0;
+  for (int field = 0; field < kFieldCount; ++field) {
+    PutLe(header + size, values[field], kFieldBytes[field]);
+    size += static_cast<size_t>(kFieldBytes[field]);
+  }
+  WriteBytes(f, header, size);
+  WriteBytes(f, image.comment, sizeof image.comment);
+  WriteBytes(f, image.data, image.Size());
+  CloseWritten(f);
+  return 1;
 }
 
 }  // namespace image_formats

@@ -8,10 +8,13 @@
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
+#include <memory>
+#include <tuple>
 #include <string>
 #include <vector>
 
 #include "geometry/tcoord.h"
+#include "image/timage.h"
 #include "geometry_test_util.h"
 #include "test_support.h"
 
@@ -282,6 +285,51 @@ TEST(CoordText, InitializeFromTextFile) {
   EXPECT_EQ(r.status, 255);
   EXPECT_EQ(r.out, "Opening file " + dir.file("none.txt") + "..." +
                        Fatal("Error opening coor or dimention file\n"));
+}
+
+}  // namespace
+
+namespace {
+
+// The first element of each 16-bit pixel, row by row.
+std::vector<int> Shorts(const TImage& image) {
+  std::vector<int> v(static_cast<size_t>(image.width) * image.height);
+  for (size_t i = 0; i < v.size(); ++i) v[i] = reinterpret_cast<const unsigned short*>(image.data)[i];
+  return v;
+}
+
+TEST(CoordImage, HeightsAsSixteenBitImages) {
+  // Origin (1, 1), offset z 10: stored z 0 (no point), 5, 69990 (70000 with the
+  // offset) and -20.
+  TCoord c(2, 2, 0, TPoint3Di(0, 0, 10), 1, 1);
+  c.SetCoord(1, 1, TPoint3Di(4, 4, 0)), c.SetCoord(2, 1, TPoint3Di(0, 0, 15));
+  c.SetCoord(1, 2, TPoint3Di(0, 0, 70000)), c.SetCoord(2, 2, TPoint3Di(0, 0, -10));
+  const int out = (-9999 - 3) & 0xFFFF;  // outside, zshift 3
+  std::unique_ptr<TImage> window(c.Copy2Image(3, 3, 0, 0, 3));
+  ASSERT_TRUE(window);
+  EXPECT_EQ(std::make_tuple(window->width, window->height, window->type, window->frames),
+            std::make_tuple(3, 3, kTypeShort, 1));
+  EXPECT_EQ(Shorts(*window), (std::vector<int>{out, out, out, out, 0, 12, out, 4461, 65523}));
+  window.reset(c.Copy2Image(0, 0, 1, 1, 0));  // the full size
+  EXPECT_EQ(Shorts(*window), (std::vector<int>{0, 15, 4464, 65526}));
+  for (auto [w, h] : {std::pair{-1, 2}, {2, 65536}}) EXPECT_EQ(c.Copy2Image(w, h, 0, 0, 0), nullptr);
+
+  TImage target(2, 2, kTypeShort, 1, nullptr, 1, 0);  // offset: column 0 is outside
+  c.Copy2Image(target, 1, 1);  // no shift, z 0 kept, -9999 outside
+  EXPECT_EQ(Shorts(target), (std::vector<int>{15, 0, 65526, 0}));
+  TImage bytes(2, 2, kTypeByte, 1, nullptr, 0, 0);
+  const ChildResult refused = RunInChild([&] { c.Copy2Image(bytes, 0, 0); });
+  EXPECT_EQ(refused.out, Fatal("Image type must be short in Copy2Image\n"));
+  EXPECT_EQ(refused.status, 255);
+
+  TempDir dir;
+  const std::string name = dir.file("h.imw");
+  const ChildResult saved = RunInChild([&] { std::exit(c.SaveAsImage(name.c_str(), 0)); });
+  EXPECT_EQ(saved.status, 1);
+  // A window at global (0, 0): only its last pixel lies in the raster.
+  const std::string outside = Le16(-9999 & 0xFFFF);
+  EXPECT_EQ(ReadFile(name), outside + outside + outside + Le16(0));
+  EXPECT_EQ(ReadFile(dir.file("h.dim")), "2 2\n-offset_x 0 -offset_y 0\n");
 }
 
 }  // namespace
