@@ -150,6 +150,11 @@ int ReadTiff(TImage& image, const char* name, const std::string&) {
 
 int WriteTiff(const TImage& image, const char* name, File& f) {
   f.reset();  // libtiff writes the file itself
+  // libtiff writes a TIFF without rows, but cannot read it back: refused.
+  if (image.width == 0 || image.height == 0) {
+    std::remove(name);
+    return -1;
+  }
   Diagnostics silent;
   silent.opening = false;
   Tiff tif = Open(name, "w", &silent);

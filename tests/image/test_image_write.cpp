@@ -139,7 +139,8 @@ TEST(ImageWrite, FailuresEndWithTheirCode) {
   symlink("/dev/full", dir.file("full.tif").c_str());
   const struct {
     std::string name;
-    int frames, file_limit;  // frames of a 40 x 30 byte image; a file size limit or 0
+    int frames, file_limit;  // frames of a 40 x 30 byte image (0: a 0 x 0 image); a file
+                             // size limit or 0
     std::string tail;        // what follows the "Saving file" line
     int status;
   } cases[] = {
@@ -152,6 +153,7 @@ TEST(ImageWrite, FailuresEndWithTheirCode) {
       {"half.rvb", 3, 1000, " rvb, \n#" + Fatal("ER_FILE_WRITE"), 255},
       {"half.tif", 1, 1000, Fatal("ER_FILE_WRITE"), 255},
       {"full.tif", 1, 0, "[-1]", 0},  // libtiff cannot write the header
+      {"empty.tif", 0, 0, "[-1]", 0},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.name);
@@ -162,12 +164,14 @@ TEST(ImageWrite, FailuresEndWithTheirCode) {
         const rlimit limit = {static_cast<rlim_t>(c.file_limit), static_cast<rlim_t>(c.file_limit)};
         setrlimit(RLIMIT_FSIZE, &limit);
       }
-      std::printf("[%d]", Counting(40, 30, kTypeByte, c.frames)->Save(path.c_str()));
+      const int w = c.frames ? 40 : 0, h = c.frames ? 30 : 0;
+      std::printf("[%d]", Counting(w, h, kTypeByte, c.frames)->Save(path.c_str()));
     });
     EXPECT_EQ(run.out, "Saving file: " + path + "... \n" + c.tail);
     EXPECT_EQ(run.status, c.status);
     EXPECT_EQ(run.err, "");
   }
+  EXPECT_FALSE(FileExists(dir.file("empty.tif")));
 }
 
 TEST(ImageWrite, DisplayBufferAndInfo) {
