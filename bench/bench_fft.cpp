@@ -24,8 +24,8 @@ int main() {
   const std::vector<TComplex> table = literal::Table(m, -1.0f);
   const double t_library =
       bench::Best([&] { FFT(library.data(), m); }, [&] { library = input; }, 7);
-  const double t_plain = bench::Best([&] { literal::Transform(plain.data(), m, table); },
-                                     [&] { plain = input; }, 5);
+  const double t_plain =
+      bench::Best([&] { literal::Transform(plain.data(), m, table); }, [&] { plain = input; }, 5);
   const bool same = std::memcmp(library.data(), plain.data(), input.size() * sizeof(TComplex)) == 0;
   std::printf("FFT of 2^%d points: library %.4f s, plain form %.4f s, %.1fx, %s\n", m, t_library,
               t_plain, t_plain / t_library, same ? "bit-identical" : "DIFFERENT");

@@ -44,8 +44,8 @@ int main(int argc, char** argv) {
   for (unsigned i = 0; i < colour.Size(); ++i) colour.data[i] = static_cast<unsigned char>(i * 7);
   for (unsigned i = 0; i < grey.Size(); ++i) grey.data[i] = static_cast<unsigned char>(i * 3);
 
-  const double plain = bench::Best([&] { PlainWrite(dir + "/plain.raw", grey.data, grey.Size()); },
-                                   [] {}, 5);
+  const double plain =
+      bench::Best([&] { PlainWrite(dir + "/plain.raw", grey.data, grey.Size()); }, [] {}, 5);
   const double plain3 =
       bench::Best([&] { PlainWrite(dir + "/plain3.raw", colour.data, colour.Size()); }, [] {}, 5);
   std::printf("fwrite of %u bytes: %.4f s; of %u bytes: %.4f s\n", grey.Size(), plain,
@@ -74,9 +74,9 @@ int main(int argc, char** argv) {
       "Save tif  %.4f s; libtiff scanlines, one row per strip %.4f s (%.2fx), default strips "
       "%.4f s (%.2fx)\n",
       t, libtiff_rows, t / libtiff_rows, libtiff_default, t / libtiff_default);
-  for (const char* f : {"plain.raw", "plain3.raw", "image.ima", "image.dim", "image.pgm",
-                        "image.uml", "image.xv", "image.rvb", "image.tif", "libtiff.tif",
-                        "libtiff1.tif"})
+  for (const char* f :
+       {"plain.raw", "plain3.raw", "image.ima", "image.dim", "image.pgm", "image.uml", "image.xv",
+        "image.rvb", "image.tif", "libtiff.tif", "libtiff1.tif"})
     unlink((dir + "/" + f).c_str());
   return 0;
 }

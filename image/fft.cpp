@@ -153,9 +153,7 @@ KLUTEIDA_AVX void BlockAvx(TComplex* x, std::size_t le, const TComplex* tw) {
 
 using BlockFn = void (*)(TComplex*, std::size_t, const TComplex*);
 
-BlockFn ChooseBlock() {
-  return __builtin_cpu_supports("avx") ? BlockAvx : BlockPortable;
-}
+BlockFn ChooseBlock() { return __builtin_cpu_supports("avx") ? BlockAvx : BlockPortable; }
 
 // Stages s_begin .. s_end - 1 over the values [x, x + count).
 void Stages(const Twiddles& t, TComplex* x, std::size_t count, int s_begin, int s_end,

@@ -117,7 +117,50 @@ class TImage {
   int Save(const char* name);
   int ChangePallette(unsigned short pallette);  // stores the selector; 1
   int PrintInfo();                              // geometry and type on stdout; 1
+
+  // Whole-image operations. Those that make an image return it on the heap
+  // (the caller deletes it) and leave this one as it is; most walk this
+  // image in coordinates of its enclosing raster.
+
+  // Every element of frame 0 becomes the element held in `value`.
+  void InitValue(const unsigned char* value);
+  // A byte image (same size and offsets) of a 16-bit one, its non-zero
+  // range mapped onto 0..255 through a single-precision table; null for
+  // other types. The range is taken in scan order (rows from the top, each
+  // from the left): a value that raises the maximum is not tested against
+  // the minimum.
+  TImage* Short2Byte();
+  // A byte image (same size, offsets 0) of a byte one through the linear
+  // table from [in_low, in_high] to [out_low, out_high]; null for other
+  // types. Reads (x, y) of the enclosing raster for local x, y, so only an
+  // image with offsets 0 is read whole.
+  TImage* Stretch(int in_low, int in_high, int out_low, int out_high);
+  // Copies the source's values (frame by frame for byte images, the 16-bit
+  // element for 16-bit ones) wherever the two meet in the enclosing raster;
+  // where the source has no value the last value read is written again.
+  // Other types of this image end the process.
+  void Copy(TImage& source);
+  // The w x h piece from local (x, y), placed at that position of the
+  // enclosing raster; byte and 16-bit images only (through Copy).
+  TImage* CutWindow(int x, int y, int w, int h);
+  // Every factor-th column and row, with this image's offsets; null for a
+  // factor below 1.
+  TImage* Subsampling(int factor);
+  // Adds delta to every element: bytes wrap around modulo 256 (and a delta
+  // above 255 changes nothing), 16-bit values are clamped to 0..65535; other
+  // types end the process.
+  void IncrementByValue(int delta);
+  // One frame (0, 1 or 2) as a one-frame image; null when the image has no
+  // such frame.
+  TImage* GetFrame(int frame);
+  // Replaces every element equal to `from` (taken in the element's type) by
+  // `to`; returns 1.
+  int Replace(double from, double to);
 };
+
+// The three-frame byte image whose frames are read from three images of one
+// size (null when their sizes differ).
+TImage* R_G_B2RGB(TImage& red, TImage& green, TImage& blue);
 
 // Reads the ".dim" file `name`: width and height, and the offsets from an
 // optional second line. 0 when the file cannot be opened, else 1.

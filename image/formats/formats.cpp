@@ -17,9 +17,9 @@ namespace {
 // "tiff" is cut to "tif" before the look-up, so one entry serves both. A
 // "txt" image is read but written as an empty file.
 const Format kFormats[] = {
-    {"uml", ReadUml, WriteUml},   {"txt", ReadTxt, nullptr},    {"xv", ReadViff, WriteViff},
-    {"ima", ReadRaw, WriteRaw},   {"imw", ReadRaw, WriteRaw},   {"rvb", ReadRvb, WriteRvb},
-    {"tif", ReadTiff, WriteTiff}, {"pgm", ReadPgm, WritePgm},   {"imf", ReadRaw, WriteRaw},
+    {"uml", ReadUml, WriteUml},   {"txt", ReadTxt, nullptr},  {"xv", ReadViff, WriteViff},
+    {"ima", ReadRaw, WriteRaw},   {"imw", ReadRaw, WriteRaw}, {"rvb", ReadRvb, WriteRvb},
+    {"tif", ReadTiff, WriteTiff}, {"pgm", ReadPgm, WritePgm}, {"imf", ReadRaw, WriteRaw},
 };
 
 const char kWriteFailed[] = "ER_FILE_WRITE";

@@ -9,13 +9,13 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
-#include <tuple>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "geometry/tcoord.h"
-#include "image/timage.h"
 #include "geometry_test_util.h"
+#include "image/timage.h"
 #include "test_support.h"
 
 using namespace geotest;
@@ -294,7 +294,8 @@ namespace {
 // The first element of each 16-bit pixel, row by row.
 std::vector<int> Shorts(const TImage& image) {
   std::vector<int> v(static_cast<size_t>(image.width) * image.height);
-  for (size_t i = 0; i < v.size(); ++i) v[i] = reinterpret_cast<const unsigned short*>(image.data)[i];
+  for (size_t i = 0; i < v.size(); ++i)
+    v[i] = reinterpret_cast<const unsigned short*>(image.data)[i];
   return v;
 }
 
@@ -312,10 +313,11 @@ TEST(CoordImage, HeightsAsSixteenBitImages) {
   EXPECT_EQ(Shorts(*window), (std::vector<int>{out, out, out, out, 0, 12, out, 4461, 65523}));
   window.reset(c.Copy2Image(0, 0, 1, 1, 0));  // the full size
   EXPECT_EQ(Shorts(*window), (std::vector<int>{0, 15, 4464, 65526}));
-  for (auto [w, h] : {std::pair{-1, 2}, {2, 65536}}) EXPECT_EQ(c.Copy2Image(w, h, 0, 0, 0), nullptr);
+  for (auto [w, h] : {std::pair{-1, 2}, {2, 65536}})
+    EXPECT_EQ(c.Copy2Image(w, h, 0, 0, 0), nullptr);
 
   TImage target(2, 2, kTypeShort, 1, nullptr, 1, 0);  // offset: column 0 is outside
-  c.Copy2Image(target, 1, 1);  // no shift, z 0 kept, -9999 outside
+  c.Copy2Image(target, 1, 1);                         // no shift, z 0 kept, -9999 outside
   EXPECT_EQ(Shorts(target), (std::vector<int>{15, 0, 65526, 0}));
   TImage bytes(2, 2, kTypeByte, 1, nullptr, 0, 0);
   const ChildResult refused = RunInChild([&] { c.Copy2Image(bytes, 0, 0); });

@@ -87,9 +87,9 @@ TEST(Fft, TablesAreRebuiltOnlyOnASizeChangeAndKeptApart) {
     FFT(x.data(), 3), mark("F3 after 0");
   });
   const std::string built = "constructing w array... OK\n";
-  EXPECT_EQ(run.out.substr(run.out.find("[start]") + 7), built + "[F3][F3 again]" + built + "[I3]" + built + "[F4][I3 kept]" + built +
-                         "[F3 rebuilt]constructing w array... 1[F0]1[F0 again]" + built +
-                         "[F3 after 0]");
+  EXPECT_EQ(run.out.substr(run.out.find("[start]") + 7),
+            built + "[F3][F3 again]" + built + "[I3]" + built + "[F4][I3 kept]" + built +
+                "[F3 rebuilt]constructing w array... 1[F0]1[F0 again]" + built + "[F3 after 0]");
   EXPECT_EQ(run.status, 0);
 }
 

@@ -61,23 +61,43 @@ TEST(ImageWrite, EachFormatWritesItsLayoutAndReadsBack) {
     Files expected;  // the image file first
     int read_error;  // reading it back: 1 gives the same image
   } cases[] = {
-      {"a.uml", " uml, ", Counting(3, 2, kTypeByte, 1),
+      {"a.uml",
+       " uml, ",
+       Counting(3, 2, kTypeByte, 1),
        {{"a.uml", "\x45\x1F\x08" + Le16(3) + Le16(2) + "\x08" + Le16(1) + std::string(256, '\0') +
                       "\x01\x02\x03\x04\x05\x06"}},
        10},  // the type code lands in the version byte
-      {"a.xv", " viff, ", Counting(2, 1, kTypeShort, 1),
-       {{"a.xv", ViffHeader(2, 1, 1, 2) + "\x01\x02\x03\x04"}}, 1},
-      {"c.xv", " viff, ", Counting(1, 1, kTypeByte, 3),
-       {{"c.xv", ViffHeader(1, 1, 3, 1) + "\x01\x02\x03"}}, 1},
-      {"a.rvb", " rvb, \n#", Counting(2, 1, kTypeByte, 3, 5, 7),
-       {{"a.rvb", "\x01\x03\x05\x02\x04\x06"}, {"a.dim", "2 1\n" + dim57}}, 1},
+      {"a.xv",
+       " viff, ",
+       Counting(2, 1, kTypeShort, 1),
+       {{"a.xv", ViffHeader(2, 1, 1, 2) + "\x01\x02\x03\x04"}},
+       1},
+      {"c.xv",
+       " viff, ",
+       Counting(1, 1, kTypeByte, 3),
+       {{"c.xv", ViffHeader(1, 1, 3, 1) + "\x01\x02\x03"}},
+       1},
+      {"a.rvb",
+       " rvb, \n#",
+       Counting(2, 1, kTypeByte, 3, 5, 7),
+       {{"a.rvb", "\x01\x03\x05\x02\x04\x06"}, {"a.dim", "2 1\n" + dim57}},
+       1},
       {"w.rvb", " rvb, \n##", Counting(21, 33, kTypeByte, 3), {{"w.rvb", Triplets(21, 33)}}, 1},
-      {"a.imf", "", Counting(1, 2, kTypeFloat, 1, 5, 7),
-       {{"a.imf", "\x01\x02\x03\x04\x05\x06\x07\x08"}, {"a.dim", "1 2\n" + dim57}}, 1},
-      {"a.pgm", "", Counting(3, 2, kTypeByte, 1),
-       {{"a.pgm", "P5\n# CREATOR TImage Class\n3 2 \n255\n\x01\x02\x03\x04\x05\x06"}}, 1},
+      {"a.imf",
+       "",
+       Counting(1, 2, kTypeFloat, 1, 5, 7),
+       {{"a.imf", "\x01\x02\x03\x04\x05\x06\x07\x08"}, {"a.dim", "1 2\n" + dim57}},
+       1},
+      {"a.pgm",
+       "",
+       Counting(3, 2, kTypeByte, 1),
+       {{"a.pgm", "P5\n# CREATOR TImage Class\n3 2 \n255\n\x01\x02\x03\x04\x05\x06"}},
+       1},
       {"a.txt", "", Counting(2, 2, kTypeDouble, 1), {{"a.txt", ""}}, 5},
-      {"e.pgm", "", Counting(0, 0, kTypeByte, 1), {{"e.pgm", "P5\n# CREATOR TImage Class\n0 0 \n255\n"}},
+      {"e.pgm",
+       "",
+       Counting(0, 0, kTypeByte, 1),
+       {{"e.pgm", "P5\n# CREATOR TImage Class\n0 0 \n255\n"}},
        1},
   };
   for (const auto& c : cases) {
@@ -93,8 +113,8 @@ TEST(ImageWrite, EachFormatWritesItsLayoutAndReadsBack) {
     ASSERT_TRUE(back.image);
     EXPECT_EQ(std::make_tuple(back.image->width, back.image->height, back.image->frames,
                               back.image->offset_x, back.image->offset_y, AllBytes(*back.image)),
-              std::make_tuple(c.image->width, c.image->height, c.image->frames,
-                              c.image->offset_x, c.image->offset_y, AllBytes(*c.image)));
+              std::make_tuple(c.image->width, c.image->height, c.image->frames, c.image->offset_x,
+                              c.image->offset_y, AllBytes(*c.image)));
   }
 }
 
@@ -112,9 +132,11 @@ TEST(ImageWrite, TiffTagsStripsAndRowsAsLibtiffSeesThem) {
   uint16_t bits = 0, samples = 0, planar = 0, scheme = 0, photometric = 9, pred = 9;
   char *description = nullptr, *software = nullptr;
   TIFFGetField(tif, TIFFTAG_IMAGEWIDTH, &w), TIFFGetField(tif, TIFFTAG_IMAGELENGTH, &h);
-  TIFFGetField(tif, TIFFTAG_BITSPERSAMPLE, &bits), TIFFGetField(tif, TIFFTAG_SAMPLESPERPIXEL, &samples);
+  TIFFGetField(tif, TIFFTAG_BITSPERSAMPLE, &bits),
+      TIFFGetField(tif, TIFFTAG_SAMPLESPERPIXEL, &samples);
   TIFFGetField(tif, TIFFTAG_PLANARCONFIG, &planar), TIFFGetField(tif, TIFFTAG_COMPRESSION, &scheme);
-  TIFFGetField(tif, TIFFTAG_PHOTOMETRIC, &photometric), TIFFGetField(tif, TIFFTAG_ROWSPERSTRIP, &rows);
+  TIFFGetField(tif, TIFFTAG_PHOTOMETRIC, &photometric),
+      TIFFGetField(tif, TIFFTAG_ROWSPERSTRIP, &rows);
   TIFFGetField(tif, TIFFTAG_IMAGEDESCRIPTION, &description);
   TIFFGetField(tif, TIFFTAG_SOFTWARE, &software);
   EXPECT_EQ(std::make_tuple(w, h, bits, samples, planar, scheme, photometric, rows),
