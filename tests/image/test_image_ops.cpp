@@ -23,9 +23,8 @@ std::unique_ptr<TImage> Make(int w, int h, unsigned char type, int frames, std::
 
 template <typename T>
 std::vector<T> Values(const TImage& image) {
-  std::vector<T> v(static_cast<size_t>(image.width) * image.height * image.frames);
-  std::memcpy(v.data(), image.data, v.size() * sizeof(T));
-  return v;
+  const T* p = reinterpret_cast<const T*>(image.data);
+  return std::vector<T>(p, p + static_cast<size_t>(image.width) * image.height * image.frames);
 }
 
 using Bytes = std::vector<unsigned char>;
