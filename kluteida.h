@@ -2,6 +2,10 @@
 #ifndef KLUTEIDA_H
 #define KLUTEIDA_H
 
+#include "camera/maptoground.h"
+#include "camera/tcamera.h"
+#include "camera/tcamvor.h"
+#include "camera/tepipairtransform.h"
 #include "geometry/overlap.h"
 #include "geometry/planar.h"
 #include "geometry/tbox.h"

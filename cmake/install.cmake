@@ -10,7 +10,8 @@ foreach(dir IN LISTS KLUTEIDA_SUBSYSTEMS)
           PATTERN "formats" EXCLUDE
           PATTERN "correlation_*.h" EXCLUDE
           PATTERN "window_source.h" EXCLUDE
-          PATTERN "cfile.h" EXCLUDE)
+          PATTERN "cfile.h" EXCLUDE
+          PATTERN "camera_files.h" EXCLUDE)
 endforeach()
 
 install(EXPORT kluteidaTargets NAMESPACE kluteida:: DESTINATION lib/cmake/kluteida)
