@@ -62,11 +62,4 @@ TMatrix* MatrixOf(int rows, int cols, const double* values) {
   return m;
 }
 
-int TruncateToInt(double v) {
-  if (v > -2147483649.0 && v < 2147483648.0) return static_cast<int>(v);
-  return INT_MIN;
-}
-
-int RoundToInt(double v) { return TruncateToInt(std::rint(v)); }
-
 }  // namespace camera_files

@@ -40,12 +40,6 @@ long long BytesLeft(std::FILE* f);
 // A rows x cols matrix of `values`, row by row.
 TMatrix* MatrixOf(int rows, int cols, const double* values);
 
-// Conversion of a double to int as x86 processors convert it: truncation,
-// INT_MIN for NaN and values out of range.
-int TruncateToInt(double v);
-// Rounding to nearest, ties to even, then the same conversion.
-int RoundToInt(double v);
-
 }  // namespace camera_files
 
 #endif  // KLUTEIDA_CAMERA_CAMERA_FILES_H

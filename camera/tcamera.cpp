@@ -108,11 +108,11 @@ void TCamera::CalculateRotMatrices() {
   delete Rot;
   delete RotInv;
   const double omega = Angles->elem[0][0], phi = Angles->elem[1][0], kappa = Angles->elem[2][0];
-  const double rx[] = {1, 0, 0, 0, std::cos(omega), std::sin(omega), 0, -std::sin(omega),
-                       std::cos(omega)};
+  const double rx[] = {
+      1, 0, 0, 0, std::cos(omega), std::sin(omega), 0, -std::sin(omega), std::cos(omega)};
   const double ry[] = {std::cos(phi), 0, -std::sin(phi), 0, 1, 0, std::sin(phi), 0, std::cos(phi)};
-  const double rz[] = {std::cos(kappa), std::sin(kappa), 0, -std::sin(kappa), std::cos(kappa), 0,
-                       0, 0, 1};
+  const double rz[] = {
+      std::cos(kappa), std::sin(kappa), 0, -std::sin(kappa), std::cos(kappa), 0, 0, 0, 1};
   const std::unique_ptr<TMatrix> x(MatrixOf(3, 3, rx)), y(MatrixOf(3, 3, ry)),
       z(MatrixOf(3, 3, rz));
   const std::unique_ptr<TMatrix> xy(*x * *y);

@@ -5,16 +5,16 @@
 #include <memory>
 
 #include "camera/camera_files.h"
+#include "util/int_conversion.h"
 
 namespace {
 
 using camera_files::ReadInts;
 using camera_files::ReadNumbers;
-using camera_files::RoundToInt;
-using camera_files::TruncateToInt;
 
 const char kGridsDiffer[] = "Correction grids of calibration file %s do not match\n";
-const char kGridTooLarge[] = "Correction grid of calibration file %s has a size the file cannot hold\n";
+const char kGridTooLarge[] =
+    "Correction grid of calibration file %s has a size the file cannot hold\n";
 
 constexpr double kThousand = 1000.0;
 constexpr double kMillion = 1e6;

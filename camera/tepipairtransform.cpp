@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "camera/camera_files.h"
+#include "util/int_conversion.h"
 
 namespace {
 
@@ -42,9 +43,9 @@ void Rounded(const TEpiPairTransform& t, const Pair& p, int* row, int* col, int*
   const int second = static_cast<int>(static_cast<unsigned>(*col) + static_cast<unsigned>(*disp));
   double r, c, d;
   Transform(t, p, *row, *col, second, &r, &c, &d);
-  *row = camera_files::RoundToInt(r);
-  *col = camera_files::RoundToInt(c);
-  *disp = std::clamp(camera_files::RoundToInt(d), -127, 127);
+  *row = RoundToInt(r);
+  *col = RoundToInt(c);
+  *disp = std::clamp(RoundToInt(d), -127, 127);
 }
 
 }  // namespace

@@ -4,6 +4,8 @@
 
 #include "geometry/wrapint.h"
 
+class TMatrix;
+
 // Component-wise operators; on integers they wrap around on overflow and
 // divide truncating toward zero.
 template <class T>
@@ -44,9 +46,15 @@ struct TPoint3D {
     z = geometry_detail::TruncDiv(z, k);
     return *this;
   }
+  // M x (x, y, z) for a 3 x 3 matrix, (0, 0, 0) for any other shape. Defined
+  // for TPoint3Dd only (geometry/projection.cpp).
+  TPoint3D operator*(const TMatrix& m) const;
 };
 
 using TPoint3Di = TPoint3D<int>;
 using TPoint3Dd = TPoint3D<double>;
+
+template <>
+TPoint3Dd TPoint3Dd::operator*(const TMatrix& m) const;
 
 #endif  // KLUTEIDA_GEOMETRY_TPOINT3D_H

@@ -7,6 +7,9 @@
 #include "geometry/tpointfilm.h"
 #include "geometry/wrapint.h"
 
+class TCamera;
+class TCamvor;
+
 // Declared row first: TPointImg{row, column}. Its text form is the other way
 // round, column first. The operators wrap around on overflow.
 struct TPointImg {
@@ -34,6 +37,12 @@ struct TPointImg {
   // before the first number (the point is left unchanged), 1 otherwise; the
   // point changes only when both numbers were read.
   int Read(std::FILE* stream);
+
+  // The film point of this pixel (geometry/projection.h): for a TCamera the
+  // pixel is taken as (row, column); for a TCamvor as (column, row) with the
+  // pixel-to-film grid corrections.
+  TPointFilm Pixel2Film(const TCamera& c) const;
+  TPointFilm Pixel2Film(const TCamvor& c) const;
 };
 
 #endif  // KLUTEIDA_GEOMETRY_TPOINTIMG_H

@@ -16,19 +16,13 @@
 
 #include "image/timage.h"
 #include "util/error_msg.h"
+#include "util/int_conversion.h"
 
 static_assert(std::numeric_limits<float>::is_iec559, "divisions by zero give infinities");
 
 namespace {
 
 const char kWrongType[] = "Wrong image type in TImage.Copy";
-
-// A floating value converted to int as x86 processors convert it:
-// truncated toward zero, INT_MIN for NaN and for values out of range.
-int TruncateToInt(double v) {
-  if (v > -2147483649.0 && v < 2147483648.0) return static_cast<int>(v);
-  return INT_MIN;
-}
 
 int WrapSub(int a, int b) { return static_cast<int>(static_cast<unsigned>(a) - b); }
 int WrapMul(int a, int b) { return static_cast<int>(static_cast<unsigned>(a) * b); }

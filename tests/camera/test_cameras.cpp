@@ -4,9 +4,9 @@
 
 #include <cmath>
 #include <functional>
-#include <tuple>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "camera/maptoground.h"
@@ -234,12 +234,12 @@ TEST(EpiPairTransform, RoundsTiesToEvenAndClampsTheDisparity) {
     double b0, b2;
     int col, row_out, col_out, disp_out;
   } cases[] = {
-      {0, 0, 7, 5, 7, 1},            // unchanged
-      {-0.25, -0.25, 2, 5, 2, 1},    // column 2.5: to 2
-      {-0.25, -0.25, 3, 5, 4, 1},    // column 3.5: to 4
-      {0, -149.5, 7, 5, 7, 127},     // disparity 300
-      {0, 150.5, 7, 5, 7, -127},     // disparity -300
-      {0, 64.5, 7, 5, 7, -127},      // disparity -128
+      {0, 0, 7, 5, 7, 1},          // unchanged
+      {-0.25, -0.25, 2, 5, 2, 1},  // column 2.5: to 2
+      {-0.25, -0.25, 3, 5, 4, 1},  // column 3.5: to 4
+      {0, -149.5, 7, 5, 7, 127},   // disparity 300
+      {0, 150.5, 7, 5, 7, -127},   // disparity -300
+      {0, 64.5, 7, 5, 7, -127},    // disparity -128
   };
   for (const auto& c : cases) {
     WriteFile(dir.file("e.txt"), Epipolar(c.b0, c.b2));
