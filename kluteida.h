@@ -19,6 +19,8 @@
 #include "geometry/tpointimg.h"
 #include "image/fft.h"
 #include "image/median.h"
+#include "image/tcandidate.h"
+#include "image/tcandidatelist.h"
 #include "image/tcolor.h"
 #include "image/tcomplex.h"
 #include "image/tdispimage.h"

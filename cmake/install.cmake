@@ -9,6 +9,7 @@ foreach(dir IN LISTS KLUTEIDA_SUBSYSTEMS)
           # internal to the library: the format readers and the correlation engine's parts
           PATTERN "formats" EXCLUDE
           PATTERN "correlation_*.h" EXCLUDE
+          PATTERN "candidate_store.h" EXCLUDE
           PATTERN "window_source.h" EXCLUDE
           PATTERN "cfile.h" EXCLUDE
           PATTERN "camera_files.h" EXCLUDE

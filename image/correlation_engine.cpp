@@ -104,6 +104,11 @@ double CurveBlock::Value(int lane, long long i) const {
   return curve_[(i - first_) * kLanes + lane];
 }
 
+void CurveBlock::Copy(int lane, long long from, long long to, double* out) const {
+  const double* p = curve_ + (from - first_) * kLanes + lane;
+  for (long long i = from; i < to; ++i, p += kLanes) *out++ = *p;
+}
+
 double CurveBlock::BandScore(int band, int lane, long long i) const {
   return scores_[band][static_cast<size_t>((i - first_) * kLanes + lane)];
 }

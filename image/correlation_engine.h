@@ -76,6 +76,9 @@ class CurveBlock {
   void Compute(const PairRows& rows, long long x0, const Span* spans, long long mind);
   // Entry i of the curve of `lane`.
   double Value(int lane, long long i) const;
+  // Entries [from, to) of the curve of `lane` into out[0 .. to - from); the
+  // entries lie inside [begin(), end()).
+  void Copy(int lane, long long from, long long to, double* out) const;
   // The score of band `band` for entry i of `lane`; i inside the lane's span.
   double BandScore(int band, int lane, long long i) const;
   // Entries [begin(), end()) may be non-zero; all others are 0.

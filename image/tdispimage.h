@@ -6,6 +6,8 @@
 
 #include "image/timage.h"
 
+class TCandidateList;
+
 // A written pixel holds the byte (d + 128) mod 256 for the disparity d
 // (candidate column minus reference column): 128 is 0, 127 is -1, 130 is +2.
 // A pixel for which no candidate passes the threshold keeps what it held
@@ -47,6 +49,13 @@ class TDispImage : public TImage {
   // support pixel of its 7 x 7 window within 3 of its coded disparity.
   int CalculateCorrelations3BandSupport(TImage* left, TImage* right, TImage* support, int mind,
                                         int maxd, double threshold);
+  // 7 x 7 windows of three bands, margin 3, the disparities mind .. maxd
+  // both included, scores smoothed across columns: sure matches and every
+  // local peak above the threshold go into `list`, the matches are written,
+  // then three passes promote the candidates whose support exceeds 30, 18
+  // and 8. Progress every 16 rows, then every 4 bins.
+  int CalculateCorrelations3BandRealSpace(TImage* left, TImage* right, int mind, int maxd,
+                                          double threshold, TCandidateList& list);
 };
 
 #endif  // KLUTEIDA_IMAGE_TDISPIMAGE_H

@@ -414,18 +414,35 @@ int TMatrix::Convolve(const TMatrix& kernel) {
   }
   const int hr = (kernel.nRows - 1) / 2;
   const int hc = (kernel.nCols - 1) / 2;
-  TMatrix out(nRows, nCols);
-  for (int r = hr; r < nRows - hr; ++r) {
-    for (int c = hc; c < nCols - hc; ++c) {
-      double s = 0.0;
-      // order of the sum is part of the result: kernel rows outer, columns inner
-      for (int i = -hr; i <= hr; ++i) {
-        for (int j = -hc; j <= hc; ++j) s += kernel.elem[hr + i][hc + j] * elem[r + i][c + j];
+  if (nRows <= 0 || nCols <= 0) return 1;
+  // Rows are replaced in place, top to bottom: the original values of the
+  // rows above the current one, which it still reads, are kept in a ring.
+  const size_t width = static_cast<size_t>(nCols);
+  std::vector<double> ring(static_cast<size_t>(hr + 1) * width);
+  int saved = -1;  // the last row copied into the ring
+  const auto original = [&](int row) -> const double* {
+    return row <= saved ? ring.data() + static_cast<size_t>(row % (hr + 1)) * width : elem[row];
+  };
+  std::vector<double> out(width);
+  std::vector<const double*> in(static_cast<size_t>(2 * hr + 1));
+  for (int r = 0; r < nRows; ++r) {
+    std::copy(elem[r], elem[r] + width, ring.data() + static_cast<size_t>(r % (hr + 1)) * width);
+    saved = r;
+    std::fill(out.begin(), out.end(), 0.0);
+    if (r >= hr && r < nRows - hr) {
+      for (int i = -hr; i <= hr; ++i) in[static_cast<size_t>(i + hr)] = original(r + i);
+      for (int c = hc; c < nCols - hc; ++c) {
+        double s = 0.0;
+        // order of the sum is part of the result: kernel rows outer, columns inner
+        for (int i = 0; i <= 2 * hr; ++i) {
+          const double* k = kernel.elem[i];
+          for (int j = -hc; j <= hc; ++j) s += k[hc + j] * in[static_cast<size_t>(i)][c + j];
+        }
+        out[static_cast<size_t>(c)] = s;
       }
-      out.elem[r][c] = s;
     }
+    std::copy(out.begin(), out.end(), elem[r]);
   }
-  std::copy(out.store_.begin(), out.store_.end(), store_.begin());
   return 1;
 }
 

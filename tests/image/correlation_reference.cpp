@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdio>
+#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
@@ -235,6 +236,80 @@ int CalculateCorrelations3BandSupport(TDispImage& out, TImage* left, TImage* rig
       }
       if (winner >= 0 && best > threshold) Write(out, x, y, mind + winner + 128);
     }
+  }
+  Done();
+  return 1;
+}
+
+int CalculateCorrelations3BandRealSpace(TDispImage& out, TImage* left, TImage* right, int mind,
+                                        int maxd, double threshold, LiteralList& list) {
+  Start(out, mind, maxd);
+  const int W = left->Width();
+  const int H = left->Height();
+  const int n = maxd - mind + 1;
+  TMatrix scores(out.Width(), n);
+  for (int y = 3; y < H - 3; y++) {
+    Row(y, 16);
+    for (int x = 3; x < W - 3; x++) {
+      double sa[3];
+      std::unique_ptr<TMatrix> a[3];
+      for (int b = 0; b < 3; b++) a[b] = NormalisedWindow(left, x, y, b, 7, &sa[b]);
+      const int lo = std::max(x + mind, 3), hi = std::min(x + maxd, W - 3);
+      for (int u = lo; u <= hi; u++) {
+        double s[3];
+        for (int b = 0; b < 3; b++) {
+          double sb;
+          std::unique_ptr<TMatrix> w = NormalisedWindow(right, u, y, b, 7, &sb);
+          s[b] = w->InnerProduct(a[b].get()) / (sa[b] * sb * 49);
+        }
+        scores.Set(x, u - x - mind, Median(s[0], s[1], s[2]));
+      }
+    }
+    TMatrix kernel(3, 1);
+    kernel.Set(0, 0, 0.3), kernel.Set(1, 0, 0.4), kernel.Set(2, 0, 0.3);
+    scores.Convolve(kernel);
+    for (int x = 1; x <= W - 2; x++) {
+      double best = -10.0, second = -10.0;
+      int b = -1;
+      for (int k = 0; k < n; k++)
+        if (scores.elem[x][k] > best) best = scores.elem[x][k], b = k;
+      if (best <= 0.8) continue;
+      for (int k = 0; k < n; k++)
+        if (std::abs(k - b) > 2 && scores.elem[x][k] > second) second = scores.elem[x][k];
+      if (second > -9.0 && second < 0.65) {
+        TCandidate* m = new TCandidate(0, 1, y, x, y, x + b + mind, 1.0);
+        if (!list.AddMatch(m)) delete m;
+      }
+    }
+    for (int x = 1; x <= W - 2; x++)
+      for (int k = 1; k <= n - 2; k++) {
+        const double v = scores.elem[x][k];
+        if (v > scores.elem[x][k - 1] && v > scores.elem[x][k + 1] && v > threshold) {
+          TCandidate* c = new TCandidate(0, 1, y, x, y, x + k + mind, v);
+          if (!list.AddCandidate(c)) delete c;
+        }
+      }
+  }
+  for (int b = 0; b < list.bins; b++)
+    for (const TCandidate* m : list.matches[b])
+      Write(out, m->col1, m->row1, m->col2 - m->col1 + 128);
+  std::printf("lmatches: %d, nmatches: %d, nitems:%d\n", list.lmatches, list.nmatches, list.nitems);
+  for (double pass : {30.0, 18.0, 8.0}) {
+    for (int b = 0; b < list.bins; b++) {
+      if (b % 4 == 0) {
+        std::printf("%d ", b);
+        std::fflush(stdout);
+      }
+      for (int i = 0; i < static_cast<int>(list.candidates[b].size()); i++) {
+        if (list.Support(b, i) > pass) {
+          TCandidate* c = list.candidates[b][i];
+          Write(out, c->col1, c->row1, c->col2 - c->col1 + 128);
+          c->similarity = 1.0;
+          list.AddMatch(c);
+        }
+      }
+    }
+    std::printf("nmatches:  %d, nitems:%d \n", list.nmatches, list.nitems);
   }
   Done();
   return 1;

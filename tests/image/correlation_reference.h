@@ -7,6 +7,7 @@
 
 #include <string>
 
+#include "candidate_reference.h"
 #include "image/tdispimage.h"
 #include "image/timage.h"
 
@@ -20,6 +21,9 @@ int CalculateCorrelations3BandHier(TDispImage& out, TImage* left, TImage* right,
                                    int mind, int maxd, double threshold);
 int CalculateCorrelations3BandSupport(TDispImage& out, TImage* left, TImage* right, TImage* support,
                                       int mind, int maxd, double threshold);
+
+int CalculateCorrelations3BandRealSpace(TDispImage& out, TImage* left, TImage* right, int mind,
+                                        int maxd, double threshold, LiteralList& list);
 
 // What "cc.txt" receives for the pixel (x, y) from the three-band method
 // with k x k windows and the given margin (3 for 7 x 7, 4 for 9 x 9), guided

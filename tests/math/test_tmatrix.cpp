@@ -278,6 +278,20 @@ TEST(MatrixConvolve, KernelIsNotFlippedAndTheBorderBecomesZero) {
   TMatrix s = Make(3, 3, {1, 2, 3, 4, 5, 6, 7, 8, 9});
   EXPECT_EQ(s.Convolve(Make(3, 3, {1, 1, 1, 1, 1, 1, 1, 1, 2})), 1);
   EXPECT_EQ(All(s), (Vals{3, 3, 0, 0, 0, 0, 54, 0, 0, 0, 0}));
+  // A 5x3 kernel against the sum written out.
+  TMatrix r(7, 6), k(5, 3);
+  for (int i = 0; i < 42; ++i) r.elem[i / 6][i % 6] = (i * 37 % 11) * 0.3 - 1;
+  for (int i = 0; i < 15; ++i) k.elem[i / 3][i % 3] = (i * 7 % 5) * 0.7 - 0.5;
+  const TMatrix before(r);
+  EXPECT_EQ(r.Convolve(k), 1);
+  for (int row = 0; row < 7; ++row)
+    for (int col = 0; col < 6; ++col) {
+      double sum = 0.0;
+      const bool inside = row >= 2 && row < 5 && col >= 1 && col < 5;
+      for (int i = 0; i < 5 && inside; ++i)
+        for (int j = 0; j < 3; ++j) sum += k.elem[i][j] * before.elem[row + i - 2][col + j - 1];
+      EXPECT_EQ(r.elem[row][col], sum) << row << " " << col;
+    }
   // A kernel larger than the matrix clears it.
   TMatrix t = Make(2, 2, {1, 2, 3, 4});
   EXPECT_EQ(t.Convolve(Make(3, 3, {1, 1, 1, 1, 1, 1, 1, 1, 1})), 1);
