@@ -7,6 +7,7 @@
 #include "image/timage.h"
 
 class TCandidateList;
+class TMatrix;
 
 // A written pixel holds the byte (d + 128) mod 256 for the disparity d
 // (candidate column minus reference column): 128 is 0, 127 is -1, 130 is +2.
@@ -49,6 +50,36 @@ class TDispImage : public TImage {
   // support pixel of its 7 x 7 window within 3 of its coded disparity.
   int CalculateCorrelations3BandSupport(TImage* left, TImage* right, TImage* support, int mind,
                                         int maxd, double threshold);
+  // Two stereo pairs of one scene: set 1 (left1, right1) and set 2 (left2,
+  // right2), whose pixel (x, y) of left1 lies at row floor(y rot00 + x rot01 +
+  // shift0 + 0.5), column floor(y rot10 + x rot11 + shift1 + 0.5) of left2,
+  // and whose set-1 disparity d is floor(d scale + offset + 0.5) in set 2.
+  // Set 2 searches the disparities floor(mind scale + offset) .. ceil(maxd
+  // scale + offset) - 1. Progress every 32 rows; the curves of the pixels
+  // (321, 354), (362, 362) and (235, 354) go to "1.txt", "2.txt" and "3.txt".
+  // Each returns 1, or 0 (nothing done or printed) when rot is not at least
+  // 2 x 2 or shift 2 x 1, when the set-2 range is not a number or lies beyond
+  // the int range, or when either range is longer than 65536.
+  //
+  // 5 x 5 windows of band 0 over the block of rows 350 to 572 and columns 137
+  // to 475: a pixel gets its set-1 disparity when both winners exceed the
+  // threshold and the set-2 winner lies within 2 of the predicted one.
+  int CalculateCorrelations2Set(TImage* left1, TImage* right1, TImage* left2, TImage* right2,
+                                TMatrix& rot, TMatrix& shift, int mind, int maxd, double scale,
+                                double offset, double threshold);
+  // The same with 5 x 5 windows of three bands (median) over the image less
+  // a margin of 2.
+  int CalculateCorrelations2Set3Bands(TImage* left1, TImage* right1, TImage* left2, TImage* right2,
+                                      TMatrix& rot, TMatrix& shift, int mind, int maxd,
+                                      double scale, double offset, double threshold);
+  // 3 x 3 windows of three bands, margin 1, both searches narrowed around a
+  // non-zero guide byte; the set-2 curve and the set-1 curve read back at
+  // (set-2 disparity) / 2 - 1.5 are averaged, and the winner of that merged
+  // curve is written as a set-2 disparity.
+  int CalculateCorrelations2Set3BandsHier(TImage* left1, TImage* right1, TImage* left2,
+                                          TImage* right2, TImage* guide, TMatrix& rot,
+                                          TMatrix& shift, int mind, int maxd, double scale,
+                                          double offset, double threshold);
   // 7 x 7 windows of three bands, margin 3, the disparities mind .. maxd
   // both included, scores smoothed across columns: sure matches and every
   // local peak above the threshold go into `list`, the matches are written,

@@ -11,7 +11,8 @@
 #include "math/tmatrix.h"
 
 namespace reference {
-namespace {
+
+namespace detail {
 
 // A k x k window of `image` at (x, y), band `band`, normalised; its deviation
 // goes to *deviation.
@@ -60,6 +61,12 @@ int Winner(const std::vector<double>& curve, int n, double start, double* best) 
   }
   return index;
 }
+
+}  // namespace detail
+
+namespace {
+
+using namespace detail;
 
 // The candidate columns [*lo, *hi) of the pixel (x, y) with the given margin,
 // narrowed to x + g - 133 .. x + g - 124 where the guide byte g is set.
