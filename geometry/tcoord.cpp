@@ -124,6 +124,16 @@ void TCoord::Initialize(const char* name) {
   width = static_cast<unsigned short>(w);
   height = static_cast<unsigned short>(h);
   const std::size_t count = ElementCount(width, height);
+  // Three numbers and their separators take at least six characters, less
+  // one for the last: a regular file too short for the declared size is
+  // refused before any memory is claimed.
+  const long long available = RegularFileSize(file.get());
+  const long long position = std::ftell(file.get());
+  if (available >= 0 && position >= 0 && count > 0 &&
+      static_cast<unsigned long long>(available - position + 1) / 6 < count) {
+    file.reset();
+    error_msg(kErrFileRead);
+  }
   if (!data.Allocate(count)) error_msg(kErrMemAlloc);
   // The first triple that cannot be read ends the reading; the elements from
   // there on stay (0, 0, 0).
@@ -192,13 +202,15 @@ void TCoord::SetMinMax() {
            static_cast<std::size_t>(i_lo - x0);
   };
   const std::size_t run = i_hi > i_lo ? static_cast<std::size_t>(i_hi - i_lo) : 0;
+  // A walk over no column (or a raster without elements) reads no row.
+  const long long rows_end = run > 0 ? j_hi : j_lo;
   // A stored z of 0 is an empty pixel; the others count when z + offset > 0.
   const auto valid = [&](const TPoint3Di& s) {
     return s.z != 0 && geometry_detail::WrapAdd(s.z, offset.z) > 0;
   };
 
   bool seeded = false;
-  for (long long j = j_lo; j < j_hi && !seeded; ++j) {
+  for (long long j = j_lo; j < rows_end && !seeded; ++j) {
     const TPoint3Di* row = row_of(j);
     for (std::size_t i = 0; i < run; ++i) {
       if (valid(row[i])) {
@@ -210,7 +222,7 @@ void TCoord::SetMinMax() {
   }
   std::printf(kExtent, min.x, max.x, min.y, max.y, min.z, max.z);
   int lo_x = min.x, lo_y = min.y, lo_z = min.z, hi_x = max.x, hi_y = max.y, hi_z = max.z;
-  for (long long j = j_lo; j < j_hi; ++j) {
+  for (long long j = j_lo; j < rows_end; ++j) {
     const TPoint3Di* row = row_of(j);
     for (std::size_t i = 0; i < run; ++i) {
       // Branch-free so that the walk vectorises: invalid points leave the

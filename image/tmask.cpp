@@ -34,10 +34,11 @@ void TMask::Load(std::FILE* f) {
   std::fscanf(f, "%d", &rows);
   std::fscanf(f, "%d", &cols);
   // Every value takes at least one character: a size beyond what is left of
-  // the file is refused like a negative one, before anything is allocated.
+  // the file is refused like a negative one, before anything is allocated. A
+  // mask file with no elements gives a 0 x 0 mask, whatever its one count.
   const long long left = image_formats::BytesLeft(f);
-  if (left >= 0 && rows > 0 && cols > 0 && static_cast<long long>(rows) * cols > left)
-    rows = cols = 0;
+  const long long claimed = static_cast<long long>(rows) * cols;
+  if (claimed == 0 || (left >= 0 && rows > 0 && cols > 0 && claimed > left)) rows = cols = 0;
   Allocate(rows, cols);
   const int count = nRows * nCols;
   for (int i = 0; i < count; ++i) {

@@ -51,8 +51,11 @@ TMatrix::TMatrix(const char* path) : nCols(0), nRows(0), elem(nullptr) {
   if (std::fscanf(f, "%lld", &cols) != 1) cols = 0;
   const long long kIntMin = std::numeric_limits<int>::min();
   const long long kIntMax = std::numeric_limits<int>::max();
+  // Each count on its own is held to the limit too, so that a file with no
+  // elements cannot claim a row table of billions of rows.
   const bool in_range = rows >= kIntMin && rows <= kIntMax && cols >= kIntMin && cols <= kIntMax;
-  const bool too_many = in_range && rows > 0 && cols > 0 && rows * cols > kMaxFileElements;
+  const bool too_many = in_range && (rows > kMaxFileElements || cols > kMaxFileElements ||
+                                     (rows > 0 && cols > 0 && rows * cols > kMaxFileElements));
   if (in_range && !too_many) {
     nRows = static_cast<int>(rows);
     nCols = static_cast<int>(cols);
@@ -281,6 +284,7 @@ TMatrix* TMatrix::Inverse() const {
 
 int TMatrix::SwapRows(int i, int j) {
   if (i == j || i < 0 || i >= nRows || j < 0 || j >= nRows) return 0;
+  if (nCols <= 0) return 1;  // rows without elements: nothing to exchange
   std::vector<double> tmp(elem[i], elem[i] + nCols);
   for (int c = 0; c < nCols; ++c) elem[i][c] = elem[j][c];
   for (int c = 0; c < nCols; ++c) elem[j][c] = tmp[c];
@@ -289,6 +293,7 @@ int TMatrix::SwapRows(int i, int j) {
 
 int TMatrix::SwapColumns(int i, int j) {
   if (i == j || i < 0 || i >= nCols || j < 0 || j >= nCols) return 0;
+  if (nRows <= 0) return 1;  // columns without elements: nothing to exchange
   std::vector<double> tmp(static_cast<size_t>(nRows));
   for (int r = 0; r < nRows; ++r) tmp[r] = elem[r][i];
   for (int r = 0; r < nRows; ++r) elem[r][i] = elem[r][j];

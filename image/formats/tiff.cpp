@@ -3,6 +3,7 @@
 // refused with a message on standard error and exit status -1. The writer
 // writes width bytes per row from the buffer whatever the image's type and
 // frames, uncompressed, one row per strip.
+#include <sys/stat.h>
 #include <tiffio.h>
 
 #include <algorithm>
@@ -93,6 +94,21 @@ Tiff Open(const char* name, const char* mode, Diagnostics* diagnostics) {
 #endif
 }
 
+// Whether a file of this size could hold an image that needs `pixels` bytes
+// and scanlines of `line_size`: no compression of 8-bit grey rows comes near
+// 65536 to 1, and up to 16 MB are taken on trust. A tiny file that declares a
+// huge image is refused before its buffers are allocated.
+bool Plausible(TIFF* tif, unsigned long long pixels, tmsize_t line_size) {
+  constexpr unsigned long long kTrusted = 1ull << 24;
+  constexpr unsigned long long kRatio = 1ull << 16;
+  struct stat st;
+  if (fstat(TIFFFileno(tif), &st) != 0 || !S_ISREG(st.st_mode)) return true;
+  const unsigned long long limit =
+      std::max(kTrusted, kRatio * static_cast<unsigned long long>(st.st_size));
+  const unsigned long long line = line_size > 0 ? static_cast<unsigned long long>(line_size) : 0;
+  return pixels <= limit && line <= limit;
+}
+
 }  // namespace
 
 int ReadTiff(TImage& image, const char* name, const std::string&) {
@@ -135,9 +151,11 @@ int ReadTiff(TImage& image, const char* name, const std::string&) {
   image.height = static_cast<unsigned short>(height);
   image.frames = 1;
   image.type = kTypeByte;
+  const tmsize_t line_size = TIFFScanlineSize(tif.get());
+  if (!Plausible(tif.get(), static_cast<unsigned long long>(image.width) * image.height, line_size))
+    return kShortRead;
   if (!AllocatePixels(image)) return kNoMemory;
 
-  const tmsize_t line_size = TIFFScanlineSize(tif.get());
   if (line_size <= 0) return kRead;  // no row can be read: the image stays 0
   std::vector<unsigned char> line(static_cast<size_t>(line_size));
   const size_t row_bytes = std::min<size_t>(image.width, line.size());

@@ -9,6 +9,7 @@
 #include <filesystem>
 #include <sstream>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "image/timage.h"
@@ -123,6 +124,16 @@ TEST(TiffRead, ByteBuiltFiles) {
                              {279, 4, {4, 4, 4, 4}}}, "abcdefgh"));
   // clang-format on
   EXPECT_EQ(ExpectRead(name, 0, 0, 4, 4), "abcdefgh" + std::string(8, '\0'));
+  // A file of a few bytes declaring 65535 x 65535 pixels, or scanlines of 4 GB,
+  // is refused as too short (5) before its buffers are allocated.
+  for (const uint32_t w : {65535u, 0xFFFFFFFFu}) {
+    const uint32_t h = w == 65535u ? 65535u : 1u;
+    WriteFile(name, BuildTiff({{256, 4, {w}}, {257, 4, {h}}, {258, 3, {8}}, {259, 3, {1}},
+                               {262, 3, {1}}, {273, 4, {0}}, {277, 3, {1}}, {278, 4, {h}},
+                               {279, 4, {4}}}, "abcd"));
+    const ReadOutcome r = Read(name);
+    EXPECT_EQ(std::make_tuple(r.status, r.error), std::make_tuple(255, 5)) << w;
+  }
 }
 
 TEST(TiffRead, FilesLibtiffCannotOpenFailWithError3) {

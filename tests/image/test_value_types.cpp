@@ -126,7 +126,8 @@ TEST(TMask, FilesSizesAndBadInput) {
       {"100000 100000 1", 0, 0, ""},  // beyond an int
       {"1000 1000 1 2 3", 0, 0, ""},  // beyond the file
       {"rows cols", 0, 0, ""},
-      {"0 5", 0, 5, ""},
+      {"0 5", 0, 0, ""},
+      {"2000000000", 0, 0, ""},  // no elements: no rows either
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.text);

@@ -63,8 +63,11 @@ TEST(MatrixStorage, RowsFirstAndSetGetOutsideReturn100) {
 }
 
 TEST(MatrixStorage, EmptyAndNegativeSizesHoldNothing) {
-  for (const auto& [rows, cols] : {std::pair{0, 0}, {0, 3}, {3, 0}, {-3, 4}, {-2, -2}}) {
+  for (const auto& [rows, cols] :
+       {std::pair{0, 0}, {0, 3}, {3, 0}, {-3, 4}, {-2, -2}, {4, -8}, {-4, 2}}) {
     TMatrix m(rows, cols);
+    // Swaps of rows or columns without elements exchange nothing.
+    EXPECT_EQ(m.SwapRows(0, 1) + m.SwapColumns(0, 1), (rows >= 2) + (cols >= 2));
     EXPECT_EQ(m.nRows, rows);
     EXPECT_EQ(m.nCols, cols);
     double x = 0.0;
@@ -366,7 +369,8 @@ TEST(MatrixFile, MalformedFilesGiveZerosWhereValuesAreMissing) {
       {"", {0, 0}}, {"abc", {0, 0}}, {"2", {2, 0}}, {"-3 4\n1 2 3", {-3, 4}},
       {"2 2\n1 2 3", {2, 2, 1, 2, 3, 0}}, {"2 2\n1 x 3 4", {2, 2, 1, 0, 0, 0}},
       {"1 3\n1e2 -2.5e-1 .5", {1, 3, 100, -0.25, 0.5}}, {"100000000 100000000\n1 2", {0, 0}},
-      {"99999999999 2\n1 2", {0, 0}}, {"5000 5000\n1 2", {0, 0}}};
+      {"99999999999 2\n1 2", {0, 0}}, {"5000 5000\n1 2", {0, 0}},
+      {"2000000000 0", {0, 0}}, {"4 -8", {4, -8}}};
   // clang-format on
   TempDir dir;
   for (const auto& [text, all] : cases) {
