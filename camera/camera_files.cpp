@@ -7,6 +7,7 @@
 #include <cstdlib>
 
 #include "math/tmatrix.h"
+#include "util/terminate.h"
 
 namespace camera_files {
 
@@ -14,7 +15,7 @@ File Open(const char* path, const char* mode) {
   File f(std::fopen(path, mode));
   if (!f) {
     std::printf(" File %s not found\n", path);
-    std::exit(1);
+    kluteida_internal::Terminate(1);
   }
   return f;
 }
@@ -22,7 +23,7 @@ File Open(const char* path, const char* mode) {
 void Refuse(const char* text, const char* path) {
   std::printf(" ");
   std::printf(text, path);
-  std::exit(1);
+  kluteida_internal::Terminate(1);
 }
 
 void ReadNumbers(std::FILE* f, double* out, int count) {

@@ -3,6 +3,7 @@
 #include <cmath>
 #include <cstdio>
 #include <memory>
+#include <utility>
 
 #include "camera/camera_files.h"
 
@@ -62,7 +63,11 @@ TCamera::TCamera(const char* path)
   Affine = MatrixOf(2, 2, v);
   Shift = MatrixOf(2, 1, v + 4);
   PixelOffset = MatrixOf(2, 1, v + 6);
-  if (!InvertAffine(*this)) camera_files::Refuse(kSingularAffine, path);
+  if (!InvertAffine(*this)) {
+    // The camera is not complete, so its destructor will not run.
+    for (TMatrix** m : {&Affine, &Shift, &PixelOffset, &Angles}) delete std::exchange(*m, nullptr);
+    camera_files::Refuse(kSingularAffine, path);
+  }
 
   // The rest of the offsets' line, then the orientation line.
   camera_files::ReadLine(f.get(), kOrientationLineLimit);

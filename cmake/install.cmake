@@ -13,7 +13,8 @@ foreach(dir IN LISTS KLUTEIDA_SUBSYSTEMS)
           PATTERN "window_source.h" EXCLUDE
           PATTERN "cfile.h" EXCLUDE
           PATTERN "camera_files.h" EXCLUDE
-          PATTERN "int_conversion.h" EXCLUDE)
+          PATTERN "int_conversion.h" EXCLUDE
+          PATTERN "terminate.h" EXCLUDE)
 endforeach()
 
 install(EXPORT kluteidaTargets NAMESPACE kluteida:: DESTINATION lib/cmake/kluteida)

@@ -34,8 +34,10 @@ size_t WithinPortable(const Store::Bucket& b, int row, int col, int disparity, u
   return n;
 }
 
+#if !defined(__clang__)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"  // GCC 12's AVX-512 headers
+#endif
 __attribute__((target("avx512f"))) size_t WithinAvx512(const Store::Bucket& b, int row, int col,
                                                        int disparity, unsigned* slots,
                                                        unsigned* codes) {
@@ -73,7 +75,9 @@ __attribute__((target("avx512f"))) size_t WithinAvx512(const Store::Bucket& b, i
   }
   return n;
 }
+#if !defined(__clang__)
 #pragma GCC diagnostic pop
+#endif
 
 using WithinFn = size_t (*)(const Store::Bucket&, int, int, int, unsigned*, unsigned*);
 

@@ -31,7 +31,7 @@ TImage::TImage(const char* name) {
   std::string extension;
   const Format* format = ExtensionOf(name, &extension) ? FindFormat(extension) : nullptr;
   error = format ? format->read(*this, name, extension) : kUnknownExtension;
-  if (error != kRead) error_msg(kReadFailed);
+  if (error != kRead) Fail();
   Initialize();
   std::printf("width: %d, height: %d, ", width, height);
   std::printf("Success!\n");
@@ -57,7 +57,8 @@ TImage::TImage(const char* name, int width, int height, unsigned char type, unsi
     if (std::fread(data, static_cast<size_t>(BytesPerPixel()), PixelCount(*this), f.get()) == 0)
       error = kOpenFailed;
   }
-  if (error != kRead) error_msg(kReadFailed);
+  f.reset();
+  if (error != kRead) Fail();
   Initialize();
 }
 
@@ -103,6 +104,13 @@ TImage::TImage(const TImage& other)
 }
 
 TImage::~TImage() { std::free(data); }
+
+void TImage::Fail() {
+  // The image is not complete, so its destructor will not run.
+  std::free(data);
+  data = nullptr;
+  error_msg(kReadFailed);
+}
 
 void TImage::Initialize() {
   pallette = 1;

@@ -156,6 +156,10 @@ class TImage {
   // Replaces every element equal to `from` (taken in the element's type) by
   // `to`; returns 1.
   int Replace(double from, double to);
+
+ private:
+  // Ends the process for a file that cannot be read, releasing the buffer.
+  [[noreturn]] void Fail();
 };
 
 // The three-frame byte image whose frames are read from three images of one

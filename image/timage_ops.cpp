@@ -40,7 +40,12 @@ unsigned char TableEntry(int i, float gain, float shift) {
 // at or below the running maximum only lower the minimum, and are scanned
 // as such.
 // Loops that the compiler vectorises get an AVX2 clone, chosen at run time.
+// (GCC's clones; clang, used for the fuzz targets, does not clone templates.)
+#if defined(__clang__)
+#define KLUTEIDA_VECTOR_CLONES
+#else
 #define KLUTEIDA_VECTOR_CLONES __attribute__((target_clones("avx2", "default")))
+#endif
 
 KLUTEIDA_VECTOR_CLONES void NonZeroRange(const uint16_t* v, size_t count, int* min, int* max) {
   constexpr size_t kBlock = 256;
@@ -115,8 +120,10 @@ void LookupBytes(const unsigned char* in, size_t count, const unsigned char* tab
 // the table of Short2Byte computed per element, 16 at a time, with the same
 // single-precision product and sum, the same double sum and the same
 // conversion (whose out-of-range result is INT_MIN, as TruncateToInt's).
+#if !defined(__clang__)
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wmaybe-uninitialized"  // GCC 12's AVX-512 headers
+#endif
 __attribute__((target("avx512f,avx512bw,avx512vl"))) void MapRangeAvx512(const uint16_t* in,
                                                                          size_t count, float gain,
                                                                          float shift, int min,
@@ -141,7 +148,9 @@ __attribute__((target("avx512f,avx512bw,avx512vl"))) void MapRangeAvx512(const u
   }
   for (; i < count; ++i) out[i] = in[i] >= min && in[i] <= max ? TableEntry(in[i], gain, shift) : 0;
 }
+#if !defined(__clang__)
 #pragma GCC diagnostic pop
+#endif
 
 // A new image whose every element the caller is about to write: its buffer
 // is not cleared first. A failed allocation goes the constructor's way.
@@ -256,11 +265,12 @@ void CopyLiteral(TImage& dst, TImage& src) {
   }
 }
 
-// dst[c] = src[2 c] for c < count, 16 at a time; returns how many were done.
-size_t EvenBytes(const uint8_t* src, size_t count, uint8_t* dst) {
+// dst[c] = src[2 c] for c < count, 16 at a time while the 32 bytes read lie
+// within the `available` bytes of src; returns how many were done.
+size_t EvenBytes(const uint8_t* src, size_t available, size_t count, uint8_t* dst) {
   const __m128i low = _mm_set1_epi16(0xFF);
   size_t c = 0;
-  for (; c + 16 <= count; c += 16) {
+  for (; c + 16 <= count && 2 * c + 32 <= available; c += 16) {
     const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 2 * c));
     const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(src + 2 * c + 16));
     _mm_storeu_si128(reinterpret_cast<__m128i*>(dst + c),
@@ -277,6 +287,7 @@ template <typename T>
 KLUTEIDA_VECTOR_CLONES void SubsampleFrames(const TImage& in, TImage& out, int factor) {
   const size_t f = static_cast<size_t>(factor);
   const bool shorts = in.type == kTypeShort;
+  if (out.width == 0) return;  // rows without elements, however many
   for (size_t b = 0; b < in.frames; ++b) {
     for (size_t r = 0; r < out.height; ++r) {
       const size_t row = (b * in.height + r * f) * in.width;
@@ -284,7 +295,7 @@ KLUTEIDA_VECTOR_CLONES void SubsampleFrames(const TImage& in, TImage& out, int f
       T* dst = reinterpret_cast<T*>(out.data) + (b * out.height + r) * out.width;
       size_t c = 0;
       if constexpr (sizeof(T) == 1) {
-        if (f == 2) c = EvenBytes(src, out.width, dst);
+        if (f == 2) c = EvenBytes(src, in.width, out.width, dst);
       }
       for (; c < out.width; ++c) dst[c] = src[c * f];
       if (!shorts) continue;

@@ -64,6 +64,7 @@ unsigned char* TImage::BmpData() {
   const size_t size = stride * h;
   auto* out = static_cast<unsigned char*>(std::calloc(size != 0 ? size : 1, 1));
   if (!out) return nullptr;
+  if (frames == 0) return out;  // no frame 0 to show
   for (size_t r = 0; r < h; ++r) {
     unsigned char* row = out + r * stride;
     if (type == kTypeDouble) {

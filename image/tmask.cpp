@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "image/formats/formats.h"
+#include "util/terminate.h"
 
 namespace {
 
@@ -22,7 +23,7 @@ TMask::TMask(const char* name) : nCols(0), nRows(0), elem(nullptr) {
   image_formats::File f = image_formats::OpenForReading(name);
   if (!f) {
     std::printf("Failed opening %s\n", name);
-    std::exit(-1);
+    kluteida_internal::Terminate(-1);
   }
   Load(f.get());
 }

@@ -1,4 +1,7 @@
 #include "math/tmatrix.h"
+#include "util/terminate.h"
+
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cmath>
@@ -42,7 +45,7 @@ TMatrix::TMatrix(const char* path) : nCols(0), nRows(0), elem(nullptr) {
   if (f == nullptr) {
     std::printf(kOpenFailure, path);
     std::fflush(stdout);
-    std::exit(-1);
+    kluteida_internal::Terminate(-1);
   }
   // Sizes are read as wide integers so that an absurd value is seen as such.
   long long rows = 0;
@@ -56,7 +59,15 @@ TMatrix::TMatrix(const char* path) : nCols(0), nRows(0), elem(nullptr) {
   const bool in_range = rows >= kIntMin && rows <= kIntMax && cols >= kIntMin && cols <= kIntMax;
   const bool too_many = in_range && (rows > kMaxFileElements || cols > kMaxFileElements ||
                                      (rows > 0 && cols > 0 && rows * cols > kMaxFileElements));
-  if (in_range && !too_many) {
+  // Every value takes at least one character and a separator: a regular file
+  // with fewer characters left than that is refused (0 x 0) as well.
+  struct stat st;
+  const long position = std::ftell(f);
+  // A file whose sizes give no elements gives 0 x 0 too (no row table).
+  const bool holds = !in_range || fstat(fileno(f), &st) != 0 || !S_ISREG(st.st_mode) ||
+                     position < 0 ||
+                     rows * cols <= (static_cast<long long>(st.st_size) - position + 1) / 2;
+  if (in_range && !too_many && holds && rows > 0 && cols > 0) {
     nRows = static_cast<int>(rows);
     nCols = static_cast<int>(cols);
   }

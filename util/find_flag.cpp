@@ -1,4 +1,5 @@
 #include "util/find_flag.h"
+#include "util/terminate.h"
 
 #include <cctype>
 #include <cstdio>
@@ -7,6 +8,7 @@
 #include <deque>
 #include <memory>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 int find_flag(int argc, char** argv, const char* flag, int start) {
@@ -40,11 +42,15 @@ bool NextWord(std::FILE* f, std::string& word) {
   return true;
 }
 
-// The words of every file looked up stay alive until the process ends: callers
-// keep the returned pointers.
-std::deque<std::string>& WordStore() {
+// The values returned stay alive until the process ends (callers keep the
+// pointers), one copy of each distinct value.
+char* Kept(const std::string& value) {
   static std::deque<std::string> store;
-  return store;
+  static std::unordered_map<std::string, char*> by_text;
+  const auto it = by_text.find(value);
+  if (it != by_text.end()) return it->second;
+  store.push_back(value);
+  return by_text[value] = store.back().data();
 }
 
 }  // namespace
@@ -53,16 +59,15 @@ char* find_attribut_in_file(const char* file, const char* attribute) {
   std::unique_ptr<std::FILE, FileCloser> f(std::fopen(file, "r"));
   if (!f) {
     std::printf("*** probleme pour ouvrir le fichier <%s> ***\n", file);
-    std::exit(1);
+    kluteida_internal::Terminate(1);
   }
-  std::deque<std::string>& store = WordStore();
-  std::vector<char*> words;
-  std::string word;
-  while (NextWord(f.get(), word)) {
-    store.push_back(word);
-    words.push_back(store.back().data());
+  std::deque<std::string> words;
+  std::vector<char*> pointers;
+  for (std::string word; NextWord(f.get(), word);) {
+    words.push_back(word);
+    pointers.push_back(words.back().data());
   }
-  int at = find_flag(static_cast<int>(words.size()), words.data(), attribute, 0);
-  if (at < 0 || at + 1 >= static_cast<int>(words.size())) return nullptr;
-  return words[static_cast<size_t>(at) + 1];
+  const int at = find_flag(static_cast<int>(pointers.size()), pointers.data(), attribute, 0);
+  if (at < 0 || at + 1 >= static_cast<int>(pointers.size())) return nullptr;
+  return Kept(words[static_cast<size_t>(at) + 1]);
 }

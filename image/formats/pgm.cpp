@@ -10,6 +10,7 @@
 
 #include "image/formats/formats.h"
 #include "image/timage.h"
+#include "util/terminate.h"
 
 namespace image_formats {
 
@@ -29,7 +30,7 @@ int ReadPgm(TImage& image, const char* name, const std::string&) {
   if (!f) return kOpenFailed;
   if (ReadLine(f.get(), kMagicLineLimit) != kPgmMagicLine) {
     std::printf("%s", kNotPgm);
-    std::exit(1);
+    kluteida_internal::Terminate(1);
   }
   // The line after the magic is taken for a comment, whatever it holds: a file
   // without one has its size line skipped and is misread.

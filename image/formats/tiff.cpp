@@ -18,6 +18,7 @@
 #include "image/formats/formats.h"
 #include "image/timage.h"
 #include "util/error_msg.h"
+#include "util/terminate.h"
 
 unsigned short compression = 65535;
 unsigned short predictor = 0;
@@ -95,12 +96,13 @@ Tiff Open(const char* name, const char* mode, Diagnostics* diagnostics) {
 }
 
 // Whether a file of this size could hold an image that needs `pixels` bytes
-// and scanlines of `line_size`: no compression of 8-bit grey rows comes near
-// 65536 to 1, and up to 16 MB are taken on trust. A tiny file that declares a
-// huge image is refused before its buffers are allocated.
+// and scanlines of `line_size`: the compressions libtiff reads for 8-bit grey
+// rows stay below 4096 to 1 (deflate below 1032, LZW below 4096), and up to
+// 1 MB is taken on trust. A tiny file that declares a huge image is refused
+// before its buffers are allocated.
 bool Plausible(TIFF* tif, unsigned long long pixels, tmsize_t line_size) {
-  constexpr unsigned long long kTrusted = 1ull << 24;
-  constexpr unsigned long long kRatio = 1ull << 16;
+  constexpr unsigned long long kTrusted = 1ull << 20;
+  constexpr unsigned long long kRatio = 1ull << 12;
   struct stat st;
   if (fstat(TIFFFileno(tif), &st) != 0 || !S_ISREG(st.st_mode)) return true;
   const unsigned long long limit =
@@ -125,21 +127,21 @@ int ReadTiff(TImage& image, const char* name, const std::string&) {
   if (photometric != PHOTOMETRIC_MINISBLACK) {
     tif.reset();
     std::fprintf(stderr, kNotGrey, name);
-    std::exit(-1);
+    kluteida_internal::Terminate(-1);
   }
   uint16_t samples = 0;
   TIFFGetFieldDefaulted(tif.get(), TIFFTAG_SAMPLESPERPIXEL, &samples);
   if (samples != 1) {
     tif.reset();
     std::fprintf(stderr, kBadBands, name, static_cast<unsigned>(samples));
-    std::exit(-1);
+    kluteida_internal::Terminate(-1);
   }
   uint16_t bits = 0;
   TIFFGetFieldDefaulted(tif.get(), TIFFTAG_BITSPERSAMPLE, &bits);
   if (bits != 8) {
     tif.reset();
     std::fprintf(stderr, kBadBits, name, static_cast<unsigned>(bits));
-    std::exit(-1);
+    kluteida_internal::Terminate(-1);
   }
   uint32_t width = 0, height = 0;
   TIFFGetField(tif.get(), TIFFTAG_IMAGEWIDTH, &width);

@@ -51,10 +51,11 @@ int ReadUmlHeader(TImage& image, std::FILE* f) {
   // The comment is used as a C string: a header without a terminator in its
   // 256 bytes loses the last one.
   image.comment[sizeof image.comment - 1] = '\0';
-  image.width = static_cast<unsigned short>(v[kWidth]);
-  image.height = static_cast<unsigned short>(v[kHeight]);
   image.type = static_cast<unsigned char>(v[kType]);
   image.frames = static_cast<unsigned short>(v[kFrames]);
+  // An image without frames has no pixels: it is 0 x 0 as well.
+  image.width = image.frames ? static_cast<unsigned short>(v[kWidth]) : 0;
+  image.height = image.frames ? static_cast<unsigned short>(v[kHeight]) : 0;
   return kRead;
 }
 

@@ -104,9 +104,10 @@ int ReadViff(TImage& image, const char* name, const std::string&) {
   if (!f) return kOpenFailed;
   ViffHeader header{};
   if (std::fread(header.data(), 1, header.size(), f.get()) != header.size()) return kShortRead;
-  image.width = static_cast<unsigned short>(Field(header, kViffWidth));
-  image.height = static_cast<unsigned short>(Field(header, kViffHeight));
   image.frames = static_cast<unsigned short>(Field(header, kViffBands));
+  // An image without bands has no pixels: it is 0 x 0 as well.
+  image.width = image.frames ? static_cast<unsigned short>(Field(header, kViffWidth)) : 0;
+  image.height = image.frames ? static_cast<unsigned short>(Field(header, kViffHeight)) : 0;
   image.type = TypeOfStorage(Field(header, kViffStorageType));
   return ReadPixels(image, f.get(), kShortRead);
 }

@@ -130,6 +130,15 @@ TEST(ImageOps, CutSubsampleAndFrames) {
   std::unique_ptr<TImage> sub(image->Subsampling(2));
   EXPECT_EQ(std::make_tuple(sub->width, sub->height), std::make_tuple(3, 2));
   EXPECT_EQ(Values<unsigned char>(*sub), (Bytes{1, 3, 5, 11, 13, 15}));
+  // Rows of 33 bytes in a buffer of exactly 99: the 16-byte steps stop before
+  // reading past the last row.
+  TImage wide(33, 3, kTypeByte, 1, nullptr, 0, 0);
+  for (int i = 0; i < 99; ++i) wide.data[i] = static_cast<unsigned char>(i);
+  sub.reset(wide.Subsampling(2));
+  Bytes expected;
+  for (int r = 0; r < 3; r += 2)
+    for (int c = 0; c < 33; c += 2) expected.push_back(static_cast<unsigned char>(r * 33 + c));
+  EXPECT_EQ(Values<unsigned char>(*sub), expected);
   // 16-bit elements through the band read: the first byte is the buffer's
   // byte at the element index.
   auto shorts = Make<unsigned short>(3, 1, kTypeShort, 1, {0x1111, 0x2222, 0x3344});

@@ -57,6 +57,9 @@ TEST(ImageRead, EachFormatGivesGeometryPixelsAndText) {
        Doubles({1, 2.5, -3, 400, 0.125, -0.0}), ""},
       // Only the low 16 bits of the 64-bit sizes count.
       {{{"w.xv", Viff(0x70002, 0xABCD00000001ull, 0x10001, 1) + "wxyz"}}, {2, 1, 8, 1, 0, 0}, "wx", ""},
+      // No frames, no pixels: the declared sizes are dropped.
+      {{{"z.uml", UmlHeader(65535, 65535, 8, 0)}}, {0, 0, 8, 0, 0, 0}, "", ""},
+      {{{"z.xv", Viff(65535, 65535, 0, 1)}}, {0, 0, 8, 0, 0, 0}, "", ""},
       {{{"s.dim", "4 1\n-offset_x 10 -offset_y 20\n"}, {"s.ima", "abcdefgh"}}, {4, 1, 8, 1, 10, 20},
        "abcd", ""},
       {{{"s.dim", "2 1\n-offset_x -1 -offset_y 2\n"}, {"s.imw", "abcdefgh"}}, {2, 1, 9, 1, -1, 2},

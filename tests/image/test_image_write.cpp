@@ -207,6 +207,9 @@ TEST(ImageWrite, DisplayBufferAndInfo) {
   TImage doubles(2, 2, kTypeDouble, 1, data, 0, 0);
   b.reset(doubles.BmpData());
   EXPECT_EQ(Span(b.get(), 4), std::string("\x02\x00\x02\x00", 4));  // the last row twice
+  TImage frameless(3, 2, kTypeDouble, 0, nullptr, 0, 0);  // no frame 0: nothing to show
+  b.reset(frameless.BmpData());
+  EXPECT_EQ(Span(b.get(), 8), std::string(8, '\0'));
   EXPECT_EQ(bytes->ChangePallette(7), 1);
   EXPECT_EQ(bytes->pallette, 7);
   bytes->type = 3;

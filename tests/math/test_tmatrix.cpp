@@ -366,11 +366,12 @@ TEST(MatrixFile, EmbeddedElementsHaveNoSizeLine) {
 TEST(MatrixFile, MalformedFilesGiveZerosWhereValuesAreMissing) {
   // clang-format off
   const std::pair<const char*, Vals> cases[] = {  // text; rows, columns, elements
-      {"", {0, 0}}, {"abc", {0, 0}}, {"2", {2, 0}}, {"-3 4\n1 2 3", {-3, 4}},
-      {"2 2\n1 2 3", {2, 2, 1, 2, 3, 0}}, {"2 2\n1 x 3 4", {2, 2, 1, 0, 0, 0}},
+      {"", {0, 0}}, {"abc", {0, 0}}, {"2", {0, 0}}, {"-3 4\n1 2 3", {0, 0}},
+      {"2 2\n1 2 3", {0, 0}}, {"2 2\n1 2 3 .", {2, 2, 1, 2, 3, 0}},
+      {"2 2\n1 x 3 4", {2, 2, 1, 0, 0, 0}},
       {"1 3\n1e2 -2.5e-1 .5", {1, 3, 100, -0.25, 0.5}}, {"100000000 100000000\n1 2", {0, 0}},
       {"99999999999 2\n1 2", {0, 0}}, {"5000 5000\n1 2", {0, 0}},
-      {"2000000000 0", {0, 0}}, {"4 -8", {4, -8}}};
+      {"2000000000 0", {0, 0}}, {"4 -8", {0, 0}}};
   // clang-format on
   TempDir dir;
   for (const auto& [text, all] : cases) {

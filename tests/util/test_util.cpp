@@ -1,14 +1,21 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <iterator>
 #include <string>
 #include <vector>
 
+#include "camera/tcamera.h"
+#include "image/timage.h"
+#include "math/tmatrix.h"
 #include "test_support.h"
 #include "util/compare.h"
 #include "util/error_msg.h"
 #include "util/find_flag.h"
 #include "util/nomfic.h"
+#include "util/terminate.h"
 #include "util/testtiff.h"
 
 using namespace testsupport;
@@ -92,6 +99,35 @@ TEST(FindAttribut, LooksUpDashNameAndTakesNextWord) {
   auto r = RunInChild([] { find_attribut_in_file("/nonexistent/attr.txt", "a"); });
   EXPECT_EQ(r.status, 1);
   EXPECT_EQ(r.out, "*** probleme pour ouvrir le fichier </nonexistent/attr.txt> ***\n");
+}
+
+
+// A harness that keeps running after the library's fatal ends (the fuzz
+// targets) gets back every file and buffer the failed read held: the open
+// descriptors are counted here, the buffers by LeakSanitizer in the
+// sanitizer build.
+TEST(Terminate, AHookThatThrowsGetsBackWhatTheFailedReadHeld) {
+  struct End {};
+  kluteida_internal::SetTerminateHook([](int) { throw End{}; });
+  TempDir dir;
+  WriteFile(dir.file("empty.raw"), "");
+  WriteFile(dir.file("singular.cam"), "1 2 2 4\n0 0\n0 0\n0 0 0\n0 0 0\n1\n");
+  auto descriptors = [] {
+    return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
+                         std::filesystem::directory_iterator());
+  };
+  const auto before = descriptors();
+  const std::vector<std::function<void()>> reads = {
+      [] { error_msg("ER_FILE_READ"); },
+      [&] { TImage(dir.file("empty.raw").c_str(), 64, 64, kTypeByte, 1, 0); },
+      [&] { TCamera(dir.file("singular.cam").c_str()); },
+      [&] { TMatrix(dir.file("none.mat").c_str()); },
+  };
+  testing::internal::CaptureStdout();
+  for (const auto& read : reads) EXPECT_THROW(read(), End);
+  testing::internal::GetCapturedStdout();
+  kluteida_internal::SetTerminateHook(nullptr);
+  EXPECT_EQ(descriptors(), before);
 }
 
 }  // namespace
