@@ -1,5 +1,6 @@
 // The colour of a point: the byte-image fast path against the band-by-band
-// reads, over pixels inside and outside the image.
+// reads, over pixels inside and outside the image; and which fetches do not
+// depend on the colour before.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -37,12 +38,19 @@ TEST_P(FetchColourTest, SameBytesAsReadingEachBand) {
       FetchColour(image, x, y, fast);
       FetchColourByBands(image, x, y, plain);
       ASSERT_EQ(std::string(fast, fast + 3), std::string(plain, plain + 3)) << x << " " << y;
+      // A fetch said to set every byte gives the same from any start.
+      unsigned char other[3] = {200, 1, 77};
+      const ColourRow row(image, y);
+      if (row.Determines(x)) {
+        row.Fetch(x, other);
+        ASSERT_EQ(std::string(other, other + 3), std::string(fast, fast + 3)) << x << " " << y;
+      }
     }
 }
 
 INSTANTIATE_TEST_SUITE_P(Layouts, FetchColourTest,
                          ::testing::Values(Layout{5, 4, 1, 0, 0}, Layout{5, 4, 2, 3, -2},
                                            Layout{3, 6, 3, -7, 11}, Layout{4, 3, 5, 1, 1},
-                                           Layout{1, 1, 3, 0, 0}));
+                                           Layout{1, 1, 3, 0, 0}, Layout{3, 2, 0, 0, 0}));
 
 }  // namespace

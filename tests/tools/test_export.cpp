@@ -1,14 +1,20 @@
 // The kluteida program end to end: inputs built byte by byte, the expected
 // standard output and files worked out by hand.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstdio>
 #include <filesystem>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "geometry/tcoord.h"
+#include "image/timage.h"
 #include "test_support.h"
 
 using namespace testsupport;
@@ -258,6 +264,102 @@ TEST(Export, FailuresEndWithTheReadersMessage) {
     EXPECT_FALSE(FileExists(dir.file("out.asc.part")));
   }
   EXPECT_FALSE(FileExists(dir.file("missing")));
+}
+
+// Three pairs large enough for many chunks of lines on both threads: a raster
+// wider than a chunk (one row each), colour and 16-bit images that cover only
+// part of their rasters, so that chunks start outside the image and carry the
+// colour over from the chunk before, across pairs too.
+class LargeExport : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    Points a, b, c;
+    for (int j = 0; j < 120; ++j)
+      for (int i = 0; i < 300; ++i)
+        a.push_back({i * 37 - 5000, -j * 11, (i * 7 + j * 13) % 5 == 0 ? 0 : (i + j) % 41 - 3});
+    for (int j = 0; j < 3; ++j)
+      for (int i = 0; i < 17000; ++i) b.push_back({i, j * 1000003, 100 + i % 977});
+    for (int k = 0; k < 1600; ++k) c.push_back({k % 40 * 25, k / 40 * 25, 250 + k});
+    WriteRaster(dir_, "a", "300 120 0\n1000 -2000 300\n", a);
+    WriteRaster(dir_, "b", "17000 3 0\n0 0 0\n-16990 5\n", b);
+    WriteRaster(dir_, "c", "40 40 0\n-7 8 -9\n", c);
+    std::string rvb, wide, grey;
+    for (int k = 0; k < 200 * 100 * 3; ++k) rvb += static_cast<char>(k * 7 % 251);
+    for (int k = 0; k < 5 * 4; ++k) wide += Le16(0x1234 * k);
+    for (int k = 0; k < 40 * 40; ++k) grey += static_cast<char>(k % 256);
+    dir_.Write({{"a.rvb", rvb},
+                {"a.dim", "200 100\n-offset_x 50 -offset_y 10\n"},
+                {"b.uml", UmlHeader(5, 4, 9, 1) + wide},
+                {"c.pgm", "P5\n# c\n40 40\n255\n" + grey}});
+  }
+
+  // The cloud worked out point by point with printf, one colour carried
+  // through every pair, each band read through GetIntensity.
+  std::string PlainCloud(int* count) {
+    std::string asc;
+    unsigned char rgb[3] = {0, 0, 0};
+    *count = 0;
+    for (const char* stem : {"a", "b", "c"}) {
+      testing::internal::CaptureStdout();
+      TCoord coord(dir_.file(std::string(stem) + ".cor").c_str());
+      TImage image(dir_.file(std::string(stem) + (stem[0] == 'a'   ? ".rvb"
+                                                  : stem[0] == 'b' ? ".uml"
+                                                                   : ".pgm"))
+                       .c_str());
+      testing::internal::GetCapturedStdout();
+      for (int y = coord.y0; y < coord.y0 + coord.height; ++y)
+        for (int x = coord.x0; x < coord.x0 + coord.width; ++x) {
+          const TPoint3Di p = coord.GetCoord(x, y);
+          if (p.z < 1) continue;
+          unsigned char value[8];
+          for (int band = 0; band < std::min<int>(image.frames, 3); ++band) {
+            if (image.GetIntensity(x, y, value, band)) rgb[band] = value[0];
+            if (band == 0) rgb[1] = rgb[2] = rgb[0];
+          }
+          asc += Format("%f %f %f %d %d %d\n", static_cast<double>(p.x / 100.0f),
+                        static_cast<double>(p.y / 100.0f), static_cast<double>(p.z / 100.0f),
+                        rgb[0], rgb[1], rgb[2]);
+          ++*count;
+        }
+    }
+    return asc;
+  }
+
+  const std::vector<std::string> args_ = {"3",     "a.cor", "a.rvb", "b.cor",
+                                          "b.uml", "c.cor", "c.pgm", "out.bin"};
+  TempDir dir_;
+};
+
+TEST_F(LargeExport, GivesTheBytesOfThePlainPath) {
+  int count = 0;
+  const std::string asc = PlainCloud(&count);
+  ASSERT_GT(asc.size(), 2u << 20);  // several chunks on each thread
+  ChildResult r = RunProgram(KLUTEIDA_TOOL, args_, dir_.path());
+  EXPECT_EQ(r.status, 0) << r.out;
+  EXPECT_EQ(ReadFile(dir_.file("out.txt")), Format("nb points : %d\n", count));
+  EXPECT_TRUE(ReadFile(dir_.file("out.asc")) == asc);
+}
+
+// A disk that fills up after the first megabyte: the run ends with
+// ER_FILE_WRITE, and neither the earlier cloud nor a partial one is left.
+TEST_F(LargeExport, AWriteFailingMidwayLeavesNoCloud) {
+  WriteFile(dir_.file("out.asc"), "a cloud from an earlier run\n");
+  ChildResult r = RunInChild([&] {
+    const rlimit limit{1 << 20, 1 << 20};
+    std::signal(SIGXFSZ, SIG_IGN);  // a write beyond the limit fails with EFBIG
+    if (setrlimit(RLIMIT_FSIZE, &limit) != 0 || chdir(dir_.path().c_str()) != 0) _exit(127);
+    std::vector<char*> argv{const_cast<char*>(KLUTEIDA_TOOL)};
+    for (const std::string& a : args_) argv.push_back(const_cast<char*>(a.c_str()));
+    argv.push_back(nullptr);
+    execv(KLUTEIDA_TOOL, argv.data());
+    _exit(127);
+  });
+  EXPECT_EQ(r.status, 255);
+  const std::string end = " ER_FILE_WRITE. Terminated\n";
+  EXPECT_EQ(r.out.substr(r.out.size() - std::min(r.out.size(), end.size())), end);
+  EXPECT_TRUE(FileExists(dir_.file("out.txt")));
+  EXPECT_FALSE(FileExists(dir_.file("out.asc")));
+  EXPECT_FALSE(FileExists(dir_.file("out.asc.part")));
 }
 
 }  // namespace
