@@ -2,11 +2,14 @@
 // and against a plain 5 x 5 SAD block matcher, on a 1024 x 768 textured pair
 // whose right image is the left one shifted by a known disparity field.
 // Single-threaded. Every library result is checked against the
-// window-by-window one on the rows both computed.
+// window-by-window one on the rows both computed. `--threads` times every
+// method with one thread and with several instead, and checks that both give
+// the same image.
 //
 //   bench_correlation [reference rows for the one-band method (all: 764)]
 //                     [reference rows for the three-band methods (64)]
 //   bench_correlation --library [level [methods]]
+//   bench_correlation --threads [threads (2)]
 //
 // Where the window-by-window computation would take too long (the
 // three-band methods, over a minute each) it is timed on a band of rows in
@@ -31,6 +34,7 @@
 #include "bench_util.h"
 #include "correlation_reference.h"
 #include "image/correlation_kernels.h"
+#include "image/tcandidatelist.h"
 #include "image/tdispimage.h"
 #include "image/timage.h"
 
@@ -257,8 +261,9 @@ void Report(const char* name, const Timing& t, int rows, double target) {
 
 // Profiling aid: `--library [level [methods]]` runs the library methods
 // alone (level 0 plain, 1 AVX2, 2 AVX-512; methods a bit mask: 1 one band,
-// 2 three bands, 4 guided hierarchical) and prints their times.
+// 2 three bands, 4 guided hierarchical, 8 real space) and prints their times.
 int LibraryOnly(int argc, char** argv) {
+  SetCorrelationThreads(1);
   if (argc > 2) {
     correlation::SetKernelLevel(static_cast<correlation::KernelLevel>(std::atoi(argv[2])));
   }
@@ -266,7 +271,7 @@ int LibraryOnly(int argc, char** argv) {
   const Pair grey = MakePair(1);
   const Pair colour = MakePair(3);
   TDispImage out(kWidth, kHeight);
-  double seconds[3] = {};
+  double seconds[4] = {};
   {
     QuietStdout quiet;
     if (methods & 1) {
@@ -288,9 +293,119 @@ int LibraryOnly(int argc, char** argv) {
                                            kThreshold);
       });
     }
+    if (methods & 8) {
+      seconds[3] = Seconds([&] {
+        TCandidateList list(kHeight, 10, 10);
+        out.CalculateCorrelations3BandRealSpace(colour.left.get(), colour.right.get(),
+                                                kMinDisparity, kMaxDisparity, kThreshold, list);
+      });
+    }
   }
-  std::printf("%.3f %.3f %.3f\n", seconds[0], seconds[1], seconds[2]);
+  std::printf("%.3f %.3f %.3f %.3f\n", seconds[0], seconds[1], seconds[2], seconds[3]);
   return 0;
+}
+
+// `--threads [n]`: every method on one thread and on n, run in turn three
+// times each (medians), with the images compared; the one-band method on n
+// threads also against the SAD matcher on one.
+int ThreadScaling(int argc, char** argv) {
+  const int threads = argc > 2 ? std::atoi(argv[2]) : 2;
+  const Pair grey = MakePair(1);
+  const Pair colour = MakePair(3);
+  // The support image: the true disparity on every fourth column, 0 (to be
+  // computed) elsewhere.
+  std::vector<unsigned char> support(grey.guide->data,
+                                     grey.guide->data + static_cast<size_t>(kWidth) * kHeight);
+  for (size_t i = 0; i < support.size(); ++i)
+    if (i % 4 != 0) support[i] = 0;
+  const std::unique_ptr<TImage> support_image = ImageOf(support, kWidth, kHeight, 1);
+  TMatrix rot(2, 2), shift(2, 1);
+  rot.elem[0][0] = rot.elem[1][1] = 1;
+  using Run = std::function<void(TDispImage&)>;
+  const struct {
+    const char* name;
+    Run run;
+  } methods[] = {
+      {"CalculateCorrelations",
+       [&](TDispImage& o) {
+         o.CalculateCorrelations(grey.left.get(), grey.right.get(), kMinDisparity, kMaxDisparity,
+                                 kThreshold);
+       }},
+      {"CalculateCorrelations3Band",
+       [&](TDispImage& o) {
+         o.CalculateCorrelations3Band(colour.left.get(), colour.right.get(), kMinDisparity,
+                                      kMaxDisparity, kThreshold);
+       }},
+      {"CalculateCorrelations3BandHier, guided",
+       [&](TDispImage& o) {
+         o.CalculateCorrelations3BandHier(colour.left.get(), colour.right.get(), colour.guide.get(),
+                                          kMinDisparity, kMaxDisparity, kThreshold);
+       }},
+      {"CalculateCorrelations3BandSupport",
+       [&](TDispImage& o) {
+         o.CalculateCorrelations3BandSupport(colour.left.get(), colour.right.get(),
+                                             support_image.get(), kMinDisparity, kMaxDisparity,
+                                             kThreshold);
+       }},
+      {"CalculateCorrelations2Set (fixed block)",
+       [&](TDispImage& o) {
+         o.CalculateCorrelations2Set(grey.left.get(), grey.right.get(), grey.left.get(),
+                                     grey.right.get(), rot, shift, kMinDisparity, kMaxDisparity, 1,
+                                     0, kThreshold);
+       }},
+      {"CalculateCorrelations2Set3Bands",
+       [&](TDispImage& o) {
+         o.CalculateCorrelations2Set3Bands(colour.left.get(), colour.right.get(), colour.left.get(),
+                                           colour.right.get(), rot, shift, kMinDisparity,
+                                           kMaxDisparity, 1, 0, kThreshold);
+       }},
+      {"CalculateCorrelations2Set3BandsHier, guided",
+       [&](TDispImage& o) {
+         o.CalculateCorrelations2Set3BandsHier(colour.left.get(), colour.right.get(),
+                                               colour.left.get(), colour.right.get(),
+                                               colour.guide.get(), rot, shift, kMinDisparity,
+                                               kMaxDisparity, 1, 0, kThreshold);
+       }},
+      {"CalculateCorrelations3BandRealSpace",
+       [&](TDispImage& o) {
+         TCandidateList list(kHeight, 10, 10);
+         o.CalculateCorrelations3BandRealSpace(colour.left.get(), colour.right.get(),
+                                               kMinDisparity, kMaxDisparity, kThreshold, list);
+       }},
+  };
+  const auto median = [](std::vector<double> v) {
+    std::sort(v.begin(), v.end());
+    return v[v.size() / 2];
+  };
+  std::printf("%d x %d, disparities %d .. %d; 1 thread against %d, medians of 3 runs in turn\n",
+              kWidth, kHeight, kMinDisparity, kMaxDisparity - 1, threads);
+  bool all_same = true;
+  double one_band = 0;
+  for (const auto& m : methods) {
+    std::vector<double> one, many;
+    bool same = true;
+    for (int run = 0; run < 3; ++run) {
+      TDispImage a(kWidth, kHeight), b(kWidth, kHeight);
+      QuietStdout quiet;
+      SetCorrelationThreads(1);
+      one.push_back(Seconds([&] { m.run(a); }));
+      SetCorrelationThreads(threads);
+      many.push_back(Seconds([&] { m.run(b); }));
+      same = same && std::memcmp(a.data, b.data, static_cast<size_t>(kWidth) * kHeight) == 0;
+    }
+    const double t1 = median(one), tn = median(many);
+    if (one_band == 0) one_band = tn;
+    all_same = all_same && same;
+    std::printf("%-44s %7.3f s  %7.3f s  speed-up %.2f (target >= 1.7) %s  %s\n", m.name, t1, tn,
+                t1 / tn, t1 / tn >= 1.7 ? "ok    " : "MISSED", same ? "same image" : "DIFFERENT");
+  }
+  std::vector<unsigned char> sad;
+  const double sad_seconds =
+      Best([&] { sad = SadMatch(*grey.left, *grey.right, kMinDisparity, kMaxDisparity); });
+  std::printf("SAD 5 x 5 block matcher, one thread %7.3f s; CalculateCorrelations on %d threads "
+              "/ SAD = %.2f (target <= 1)\n",
+              sad_seconds, threads, one_band / sad_seconds);
+  return all_same ? 0 : 1;
 }
 
 }  // namespace
@@ -318,6 +433,8 @@ class ScratchDirectory {
 int main(int argc, char** argv) {
   const ScratchDirectory scratch;
   if (argc > 1 && std::strcmp(argv[1], "--library") == 0) return LibraryOnly(argc, argv);
+  if (argc > 1 && std::strcmp(argv[1], "--threads") == 0) return ThreadScaling(argc, argv);
+  SetCorrelationThreads(1);
   const int plain_rows = argc > 1 ? std::atoi(argv[1]) : kHeight;
   const int band_rows = argc > 2 ? std::atoi(argv[2]) : 64;
   const char* levels[] = {"plain", "AVX2", "AVX-512"};

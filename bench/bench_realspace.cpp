@@ -112,6 +112,7 @@ Run Library(int width, int height, int maxd) {
 }  // namespace
 
 int main() {
+  SetCorrelationThreads(1);  // figures for one thread; bench_correlation --threads compares
   const Run small = Library(256, 192, 48);
   const Run literal = InChild([] {
     const Pair p = MakePair(256, 192, 48);

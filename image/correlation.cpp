@@ -7,10 +7,12 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdio>
+#include <memory>
 #include <vector>
 
 #include "image/correlation_bounds.h"
 #include "image/correlation_engine.h"
+#include "image/correlation_rows.h"
 #include "image/tdispimage.h"
 
 namespace {
@@ -119,89 +121,95 @@ struct Search {
   }
 };
 
-// Every candidate of every pixel scored, kLanes pixels at a time.
-void ExhaustiveSearch(const Search& s) {
-  PairRows rows(s.left, s.right, s.method.bands, s.method.k);
-  CurveBlock block;
-  Span spans[kLanes];
-  double best[kLanes];
-  long long index[kLanes];
-  for (int y = s.method.margin; y < s.height - s.method.margin; ++y) {
-    correlation::PrintRow(y, s.method.period);
-    if (s.x0 >= s.x1) continue;
-    rows.Build(y, s.x0, s.x1, s.RowLo(), s.RowHi());
+// Every candidate of every pixel scored, kLanes pixels at a time; one worker
+// per thread.
+class ExhaustiveRows {
+ public:
+  explicit ExhaustiveRows(const Search& s) : s_(s), rows_(s.left, s.right, s.method.bands, s.method.k) {}
+
+  void operator()(int y) {
+    const Search& s = s_;
+    if (s.x0 >= s.x1) return;
+    rows_.Build(y, s.x0, s.x1, s.RowLo(), s.RowHi());
     for (int bx = s.x0; bx < s.x1; bx += kLanes) {
       for (int l = 0; l < kLanes; ++l) {
-        spans[l] = bx + l < s.x1 ? s.CandidateSpan(bx + l, y) : Span();
+        spans_[l] = bx + l < s.x1 ? s.CandidateSpan(bx + l, y) : Span();
       }
-      block.Compute(rows, bx, spans, s.mind);
+      block_.Compute(rows_, bx, spans_, s.mind);
       for (int l = 0; l < kLanes && bx + l < s.x1; ++l) {
         if (!s.IsDebugPixel(bx + l, y)) continue;
         std::FILE* f = std::fopen(kDebugFile, "w");
         if (f == nullptr) continue;
-        for (long long u = spans[l].lo; u < spans[l].hi; ++u) {
+        for (long long u = spans_[l].lo; u < spans_[l].hi; ++u) {
           const long long i = u - (bx + l) - s.mind;
-          std::fprintf(f, kDebugLine, block.Value(l, i), block.BandScore(0, l, i),
-                       block.BandScore(1, l, i), block.BandScore(2, l, i));
+          std::fprintf(f, kDebugLine, block_.Value(l, i), block_.BandScore(0, l, i),
+                       block_.BandScore(1, l, i), block_.BandScore(2, l, i));
         }
         std::fclose(f);
       }
-      block.Winner(s.n, correlation::kWinnerStart, best, index);
+      block_.Winner(s.n, correlation::kWinnerStart, best_, index_);
       for (int l = 0; l < kLanes && bx + l < s.x1; ++l) {
-        if (index[l] >= 0 && best[l] > s.threshold) s.Write(bx + l, y, index[l]);
+        if (index_[l] >= 0 && best_[l] > s.threshold) s.Write(bx + l, y, index_[l]);
       }
     }
   }
-}
+
+ private:
+  const Search& s_;
+  PairRows rows_;
+  CurveBlock block_;
+  Span spans_[kLanes];
+  double best_[kLanes];
+  long long index_[kLanes];
+};
 
 // Candidates chosen by their score bounds, and only those scored exactly.
 // The winner scan then runs over the chosen entries and the zero entries of
 // the skipped candidates outside the span: every entry left out is below the
 // best exact score, so the first maximum is the same.
 template <typename T>
-void BoundedSearch(const Search& s, long long d0, long long d1) {
-  CandidateFilter<T> filter(s.left, s.right, s.method.bands, s.method.k, s.x0, s.x1, s.RowLo(),
-                            s.RowHi(), d0, d1);
-  std::vector<Span> spans(static_cast<size_t>(s.x1 - s.x0));
-  std::vector<size_t> begin(spans.size() + 1);
-  std::vector<long long> disparities;
-  std::vector<long long> xs;
-  std::vector<long long> us;
-  std::vector<double> bands[3];
-  std::vector<double> values;
-  for (int y = s.method.margin; y < s.height - s.method.margin; ++y) {
-    correlation::PrintRow(y, s.method.period);
-    filter.StartRow(y);
-    disparities.clear();
-    xs.clear();
-    us.clear();
+class BoundedRows {
+ public:
+  BoundedRows(const Search& s, long long d0, long long d1)
+      : s_(s),
+        filter_(s.left, s.right, s.method.bands, s.method.k, s.x0, s.x1, s.RowLo(), s.RowHi(), d0,
+                d1),
+        spans_(static_cast<size_t>(s.x1 - s.x0)),
+        begin_(spans_.size() + 1) {}
+
+  void operator()(int y) {
+    const Search& s = s_;
+    filter_.StartRow(y);
+    disparities_.clear();
+    xs_.clear();
+    us_.clear();
     for (int x = s.x0; x < s.x1; ++x) {
       const size_t j = static_cast<size_t>(x - s.x0);
-      spans[j] = s.CandidateSpan(x, y);
-      begin[j] = disparities.size();
-      filter.Select(x, spans[j].lo - x, spans[j].hi - x, s.IsDebugPixel(x, y), &disparities);
-      for (size_t i = begin[j]; i < disparities.size(); ++i) {
-        xs.push_back(x);
-        us.push_back(x + disparities[i]);
+      spans_[j] = s.CandidateSpan(x, y);
+      begin_[j] = disparities_.size();
+      filter_.Select(x, spans_[j].lo - x, spans_[j].hi - x, s.IsDebugPixel(x, y), &disparities_);
+      for (size_t i = begin_[j]; i < disparities_.size(); ++i) {
+        xs_.push_back(x);
+        us_.push_back(x + disparities_[i]);
       }
     }
-    begin[spans.size()] = disparities.size();
-    filter.Score(xs, us, bands, &values);
+    begin_[spans_.size()] = disparities_.size();
+    filter_.Score(xs_, us_, bands_, &values_);
 
     for (int x = s.x0; x < s.x1; ++x) {
       const size_t j = static_cast<size_t>(x - s.x0);
       if (s.IsDebugPixel(x, y)) {
         std::FILE* f = std::fopen(kDebugFile, "w");
         if (f != nullptr) {
-          for (size_t i = begin[j]; i < begin[j + 1]; ++i) {
-            std::fprintf(f, kDebugLine, values[i], bands[0][i], bands[1][i], bands[2][i]);
+          for (size_t i = begin_[j]; i < begin_[j + 1]; ++i) {
+            std::fprintf(f, kDebugLine, values_[i], bands_[0][i], bands_[1][i], bands_[2][i]);
           }
           std::fclose(f);
         }
       }
       // Entries [klo, khi) belong to the span, the others are 0.
-      const long long klo = spans[j].lo - x - s.mind;
-      const long long khi = spans[j].hi - x - s.mind;
+      const long long klo = spans_[j].lo - x - s.mind;
+      const long long khi = spans_[j].hi - x - s.mind;
       double best = correlation::kWinnerStart;
       long long index = -1;
       const auto zeros = [&](long long from, long long to) {
@@ -214,10 +222,10 @@ void BoundedSearch(const Search& s, long long d0, long long d1) {
         zeros(0, s.n);
       } else {
         zeros(0, klo);
-        for (size_t i = begin[j]; i < begin[j + 1]; ++i) {
-          if (values[i] > best) {
-            best = values[i];
-            index = disparities[i] - s.mind;
+        for (size_t i = begin_[j]; i < begin_[j + 1]; ++i) {
+          if (values_[i] > best) {
+            best = values_[i];
+            index = disparities_[i] - s.mind;
           }
         }
         zeros(khi, s.n);
@@ -225,6 +233,25 @@ void BoundedSearch(const Search& s, long long d0, long long d1) {
       if (index >= 0 && best > s.threshold) s.Write(x, y, index);
     }
   }
+
+ private:
+  const Search& s_;
+  CandidateFilter<T> filter_;
+  std::vector<Span> spans_;
+  std::vector<size_t> begin_;
+  std::vector<long long> disparities_, xs_, us_;
+  std::vector<double> bands_[3];
+  std::vector<double> values_;
+};
+
+// The rows of a search through workers of type Rows, made by make().
+template <typename Make>
+void RunRows(const Search& s, int threads, long long chunk, Make make) {
+  correlation::ForEachRow(s.method.margin, s.height - s.method.margin, s.method.period, chunk,
+                          threads, [&]() -> correlation::RowWorker {
+                            auto rows = make();
+                            return [rows](long long y) { (*rows)(static_cast<int>(y)); };
+                          });
 }
 
 int CorrelateWithMargin(TDispImage& out, TImage& left, TImage& right, TImage* guide, int mind,
@@ -233,6 +260,7 @@ int CorrelateWithMargin(TDispImage& out, TImage& left, TImage& right, TImage* gu
   out.MinDisparity = mind;
   out.MaxDisparity = maxd;
   const Search s(out, left, right, guide, mind, maxd, threshold, method);
+  const int threads = correlation::ThreadsFor(out, {&left, &right, guide});
   long long d0 = 0;
   long long d1 = 0;
   // Byte windows keep their cross sums exact in single precision.
@@ -240,13 +268,16 @@ int CorrelateWithMargin(TDispImage& out, TImage& left, TImage& right, TImage* gu
   if (s.x0 < s.x1 && correlation::HasIntegerWindows(left) &&
       correlation::HasIntegerWindows(right) && s.Disparities(&d0, &d1) &&
       CandidateFilter<double>::Affordable(method.bands, method.k, s.x0, s.x1, d0, d1)) {
+    // The filter's sums carry from row to row: each thread takes runs of
+    // consecutive rows, and starts its sums afresh at the head of a run.
+    const long long chunk = std::max(4, (s.height - 2 * method.margin) / (8 * threads));
     if (bytes) {
-      BoundedSearch<float>(s, d0, d1);
+      RunRows(s, threads, chunk, [&] { return std::make_shared<BoundedRows<float>>(s, d0, d1); });
     } else {
-      BoundedSearch<double>(s, d0, d1);
+      RunRows(s, threads, chunk, [&] { return std::make_shared<BoundedRows<double>>(s, d0, d1); });
     }
   } else {
-    ExhaustiveSearch(s);
+    RunRows(s, threads, 1, [&] { return std::make_shared<ExhaustiveRows>(s); });
   }
   correlation::PrintDone();
   return 1;
@@ -282,6 +313,99 @@ constexpr int kSupportWindow = 7;
 constexpr double kSupportDelta = 3.0;
 constexpr double kSupportWeight = 0.01;
 constexpr double kSupportStart = -10.0;
+constexpr long long kSupportClip = 3;  // candidates in [3, W - 3)
+
+struct SupportSearch {
+  TDispImage& out;
+  TImage& left;
+  TImage& right;
+  TImage& support;
+  int mind;
+  int maxd;
+  double threshold;
+  long long n;        // curve entries
+  long long clip_hi;  // W - 3
+};
+
+// One row of the support method's block; one worker per thread.
+class SupportRows {
+ public:
+  explicit SupportRows(const SupportSearch& s)
+      : s_(s), rows_(s.left, s.right, 3, kSupportWindow), support_source_(s.support, 0) {}
+
+  void operator()(int y) {
+    const SupportSearch& s = s_;
+    const long long n = s.n;
+    const int x1 = kSupportRight + 1;
+    rows_.Build(y, kSupportLeft, x1,
+                std::max(kSupportClip, static_cast<long long>(kSupportLeft) + s.mind),
+                std::min(s.clip_hi, static_cast<long long>(kSupportRight) + s.maxd));
+    for (int bx = kSupportLeft; bx < x1; bx += kLanes) {
+      unsigned char trusted[kLanes] = {};
+      for (int l = 0; l < kLanes; ++l) {
+        const int x = bx + l;
+        spans_[l] = Span();
+        if (x >= x1) continue;
+        // A non-zero support byte is kept as it stands: no need to score.
+        trusted[l] = correlation::ReadByte(s.support, x, y);
+        if (trusted[l] != 0) continue;
+        spans_[l].lo = std::max(static_cast<long long>(x) + s.mind, kSupportClip);
+        spans_[l].hi = std::min(static_cast<long long>(x) + s.maxd, s.clip_hi);
+      }
+      block_.Compute(rows_, bx, spans_, s.mind);
+      block_.Winner(n, correlation::kPeakStart, best_, index_);
+      for (int l = 0; l < kLanes && bx + l < x1; ++l) {
+        const int x = bx + l;
+        if (trusted[l] != 0) {
+          correlation::WritePixel(s.out, x, y, trusted[l]);
+          continue;
+        }
+        if (index_[l] < 0) continue;
+        long long peak_index[3] = {index_[l], -1, -1};
+        double peak_value[3] = {best_[l], 0.0, 0.0};
+        int peaks = 1;
+        if (n > 2) {
+          peak_index[1] = LocalPeak(block_, l, n, peak_index[0], -1, &peak_value[1]);
+          if (peak_index[1] >= 0) {
+            ++peaks;
+            peak_index[2] = LocalPeak(block_, l, n, peak_index[0], peak_index[1], &peak_value[2]);
+            if (peak_index[2] >= 0) ++peaks;
+          }
+        }
+        // The support window is read now, after the pixels written before
+        // (the support image is the output itself only on one thread).
+        support_source_.FillWindow(x, y, kSupportWindow, window_);
+        double win_score = kSupportStart;
+        long long win_index = -1;
+        for (int p = 0; p < peaks; ++p) {
+          const double coded = static_cast<double>(s.mind + peak_index[p] + 128);
+          int count = 0;
+          for (const double e : window_) {
+            if (std::fabs(e - coded) < kSupportDelta) ++count;
+          }
+          const double score = peak_value[p] + kSupportWeight * count;
+          if (score > win_score) {
+            win_score = score;
+            win_index = peak_index[p];
+          }
+        }
+        if (win_index >= 0 && win_score > s.threshold) {
+          correlation::WritePixel(s.out, x, y, correlation::DisparityByte(s.mind + win_index));
+        }
+      }
+    }
+  }
+
+ private:
+  const SupportSearch& s_;
+  PairRows rows_;
+  const WindowSource support_source_;
+  CurveBlock block_;
+  Span spans_[kLanes];
+  double best_[kLanes];
+  long long index_[kLanes];
+  double window_[kSupportWindow * kSupportWindow];
+};
 
 }  // namespace
 
@@ -305,76 +429,15 @@ int TDispImage::CalculateCorrelations3BandSupport(TImage* left, TImage* right, T
   correlation::PrintStart();
   MinDisparity = mind;
   MaxDisparity = maxd;
-  const long long n = static_cast<long long>(maxd) - mind;
-  const long long clip_lo = 3;
-  const long long clip_hi = static_cast<long long>(left->Width()) - 3;
-  const int x1 = kSupportRight + 1;
-
-  PairRows rows(*left, *right, 3, kSupportWindow);
-  const WindowSource support_source(*support, 0);
-  CurveBlock block;
-  Span spans[kLanes];
-  double best[kLanes];
-  long long index[kLanes];
-  double window[kSupportWindow * kSupportWindow];
-  for (int y = kSupportTop; y <= kSupportBottom; ++y) {
-    correlation::PrintRow(y, 16);
-    rows.Build(y, kSupportLeft, x1, std::max(clip_lo, static_cast<long long>(kSupportLeft) + mind),
-               std::min(clip_hi, static_cast<long long>(kSupportRight) + maxd));
-    for (int bx = kSupportLeft; bx < x1; bx += kLanes) {
-      unsigned char trusted[kLanes] = {};
-      for (int l = 0; l < kLanes; ++l) {
-        const int x = bx + l;
-        spans[l] = Span();
-        if (x >= x1) continue;
-        // A non-zero support byte is kept as it stands: no need to score.
-        trusted[l] = correlation::ReadByte(*support, x, y);
-        if (trusted[l] != 0) continue;
-        spans[l].lo = std::max(static_cast<long long>(x) + mind, clip_lo);
-        spans[l].hi = std::min(static_cast<long long>(x) + maxd, clip_hi);
-      }
-      block.Compute(rows, bx, spans, mind);
-      block.Winner(n, correlation::kPeakStart, best, index);
-      for (int l = 0; l < kLanes && bx + l < x1; ++l) {
-        const int x = bx + l;
-        if (trusted[l] != 0) {
-          correlation::WritePixel(*this, x, y, trusted[l]);
-          continue;
-        }
-        if (index[l] < 0) continue;
-        long long peak_index[3] = {index[l], -1, -1};
-        double peak_value[3] = {best[l], 0.0, 0.0};
-        int peaks = 1;
-        if (n > 2) {
-          peak_index[1] = LocalPeak(block, l, n, peak_index[0], -1, &peak_value[1]);
-          if (peak_index[1] >= 0) {
-            ++peaks;
-            peak_index[2] = LocalPeak(block, l, n, peak_index[0], peak_index[1], &peak_value[2]);
-            if (peak_index[2] >= 0) ++peaks;
-          }
-        }
-        // The support window is read now, after the pixels written before.
-        support_source.FillWindow(x, y, kSupportWindow, window);
-        double win_score = kSupportStart;
-        long long win_index = -1;
-        for (int p = 0; p < peaks; ++p) {
-          const double coded = static_cast<double>(mind + peak_index[p] + 128);
-          int count = 0;
-          for (const double e : window) {
-            if (std::fabs(e - coded) < kSupportDelta) ++count;
-          }
-          const double score = peak_value[p] + kSupportWeight * count;
-          if (score > win_score) {
-            win_score = score;
-            win_index = peak_index[p];
-          }
-        }
-        if (win_index >= 0 && win_score > threshold) {
-          correlation::WritePixel(*this, x, y, correlation::DisparityByte(mind + win_index));
-        }
-      }
-    }
-  }
+  const SupportSearch s{*this, *left, *right, *support, mind, maxd, threshold,
+                        static_cast<long long>(maxd) - mind,
+                        static_cast<long long>(left->Width()) - 3};
+  correlation::ForEachRow(kSupportTop, kSupportBottom + 1, 16, 1,
+                          correlation::ThreadsFor(*this, {left, right, support}),
+                          [&]() -> correlation::RowWorker {
+                            auto rows = std::make_shared<SupportRows>(s);
+                            return [rows](long long y) { (*rows)(static_cast<int>(y)); };
+                          });
   correlation::PrintDone();
   return 1;
 }

@@ -3,6 +3,7 @@
 #include <immintrin.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <type_traits>
 
@@ -536,8 +537,9 @@ KernelLevel DetectLevel() {
   return KernelLevel::kPortable;
 }
 
-const Kernels* active = nullptr;
-KernelLevel active_level = KernelLevel::kPortable;
+// The level chosen, -1 until the first use picks the best one. Read by
+// every correlation thread, so atomic.
+std::atomic<int> active_level{-1};
 
 }  // namespace
 
@@ -557,20 +559,16 @@ const Kernels& KernelsFor(KernelLevel level) {
   }
 }
 
-const Kernels& ActiveKernels() {
-  if (active == nullptr) SetKernelLevel(BestKernelLevel());
-  return *active;
-}
+const Kernels& ActiveKernels() { return KernelsFor(ActiveKernelLevel()); }
 
 KernelLevel ActiveKernelLevel() {
-  ActiveKernels();
-  return active_level;
+  const int level = active_level.load(std::memory_order_relaxed);
+  return level < 0 ? BestKernelLevel() : static_cast<KernelLevel>(level);
 }
 
 bool SetKernelLevel(KernelLevel level) {
   if (static_cast<int>(level) > static_cast<int>(BestKernelLevel())) return false;
-  active = &KernelsFor(level);
-  active_level = level;
+  active_level.store(static_cast<int>(level), std::memory_order_relaxed);
   return true;
 }
 

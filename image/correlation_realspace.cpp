@@ -3,8 +3,14 @@
 // collected in a TCandidateList, then grown by their support.
 #include <algorithm>
 #include <cstdio>
+#include <cstring>
+#include <functional>
+#include <memory>
+#include <utility>
+#include <vector>
 
 #include "image/correlation_engine.h"
+#include "image/correlation_rows.h"
 #include "image/tcandidatelist.h"
 #include "image/tdispimage.h"
 #include "math/tmatrix.h"
@@ -63,6 +69,66 @@ void Collect(const TMatrix& scores, int width, int y, int mind, double threshold
   }
 }
 
+// The scores of one row: for each column x the entries [first, last) of its
+// curve. A worker computes them; where they go is the caller's choice.
+class ScoreRows {
+ public:
+  // Where entries [first, last) of column x's curve go: copied out of
+  // lane `lane` of the block by block.Copy.
+  using Sink = std::function<void(long long y, long long x, long long first, long long last,
+                                  const CurveBlock& block, int lane)>;
+
+  ScoreRows(TImage& left, TImage& right, int width, int columns, long long mind, long long n,
+            Sink sink)
+      : rows_(left, right, 3, kWindow),
+        width_(width),
+        columns_(columns),
+        mind_(mind),
+        n_(n),
+        sink_(std::move(sink)) {}
+
+  void operator()(long long y) {
+    const int x0 = kMargin, x1 = width_ - kMargin;  // reference columns [x0, x1)
+    if (!(x0 < x1 && n_ > 0)) return;
+    const long long top = mind_ + n_ - 1;  // the last disparity scored
+    const long long clip_lo = kMargin, clip_hi = static_cast<long long>(width_) - kMargin + 1;
+    rows_.Build(y, x0, x1, std::max(clip_lo, x0 + mind_), std::min(clip_hi, x1 - 1 + top + 1));
+    for (int bx = x0; bx < x1; bx += kLanes) {
+      for (int l = 0; l < kLanes; ++l) {
+        const long long x = bx + l;
+        spans_[l] = Span();
+        if (x >= x1) continue;
+        // Both ends included.
+        spans_[l].lo = std::max(x + mind_, clip_lo);
+        spans_[l].hi = std::min(x + top + 1, clip_hi);
+      }
+      block_.Compute(rows_, bx, spans_, mind_);
+      for (int l = 0; l < kLanes && bx + l < x1 && bx + l < columns_; ++l) {
+        if (spans_[l].lo >= spans_[l].hi) continue;
+        const long long x = bx + l;
+        sink_(y, x, spans_[l].lo - x - mind_, spans_[l].hi - x - mind_, block_, l);
+      }
+    }
+  }
+
+ private:
+  PairRows rows_;
+  int width_;
+  int columns_;  // of the score matrix
+  long long mind_;
+  long long n_;
+  Sink sink_;
+  CurveBlock block_;
+  Span spans_[kLanes];
+};
+
+// Rows of scores computed ahead by the other threads, kept until their turn.
+struct ScoreSlot {
+  std::vector<double> values;  // column x's entries at x * n
+  std::vector<long long> first, last;
+};
+constexpr long long kSlotBytes = 64LL << 20;  // for all the rows computed ahead
+
 }  // namespace
 
 int TDispImage::CalculateCorrelations3BandRealSpace(TImage* left, TImage* right, int mind, int maxd,
@@ -73,42 +139,76 @@ int TDispImage::CalculateCorrelations3BandRealSpace(TImage* left, TImage* right,
   const int W = left->Width(), H = left->Height();
   long long n = static_cast<long long>(maxd) - mind + 1;
   n = std::min({n, kMaxRange, kMaxScores / std::max(1, static_cast<int>(Width()))});
-  const long long top = static_cast<long long>(mind) + n - 1;  // the last disparity scored
+  n = std::max(0LL, n);
 
   // Kept across rows: entries a row does not compute keep their (smoothed)
-  // values.
-  TMatrix scores(Width(), static_cast<int>(std::max(0LL, n)));
-  PairRows rows(*left, *right, 3, kWindow);
-  CurveBlock block;
-  Span spans[kLanes];
-  const int x0 = kMargin, x1 = W - kMargin;  // reference columns [x0, x1)
-  const long long clip_lo = kMargin, clip_hi = static_cast<long long>(W) - kMargin + 1;
-  for (int y = kMargin; y < H - kMargin; ++y) {
-    correlation::PrintRow(y, kRowPeriod);
-    if (x0 < x1 && n > 0) {
-      rows.Build(y, x0, x1, std::max(clip_lo, x0 + static_cast<long long>(mind)),
-                 std::min(clip_hi, x1 - 1 + top + 1));
-      for (int bx = x0; bx < x1; bx += kLanes) {
-        for (int l = 0; l < kLanes; ++l) {
-          const long long x = bx + l;
-          spans[l] = Span();
-          if (x >= x1) continue;
-          // Both ends included.
-          spans[l].lo = std::max(x + mind, clip_lo);
-          spans[l].hi = std::min(x + top + 1, clip_hi);
-        }
-        block.Compute(rows, bx, spans, mind);
-        for (int l = 0; l < kLanes && bx + l < x1 && bx + l < scores.nRows; ++l) {
-          if (spans[l].lo >= spans[l].hi) continue;
-          const long long x = bx + l, first = spans[l].lo - x - mind;
-          block.Copy(l, first, spans[l].hi - x - mind, scores.elem[x] + first);
-        }
-      }
-    }
-    TMatrix kernel(3, 1);
-    for (int i = 0; i < 3; ++i) kernel.elem[i][0] = kSmoothing[i];
+  // values. Each row's new scores go in, then the matrix is smoothed across
+  // columns and the row's matches and candidates collected, row after row.
+  TMatrix scores(Width(), static_cast<int>(n));
+  TMatrix kernel(3, 1);
+  for (int i = 0; i < 3; ++i) kernel.elem[i][0] = kSmoothing[i];
+  const auto smooth_and_collect = [&](long long y) {
     scores.Convolve(kernel);
-    Collect(scores, W, y, mind, threshold, list);
+    Collect(scores, W, static_cast<int>(y), mind, threshold, list);
+  };
+  correlation::RowPlan plan;
+  plan.begin = kMargin, plan.end = H - kMargin, plan.period = kRowPeriod;
+  plan.threads = correlation::ThreadsFor(*this, {left, right});
+  const size_t row_entries = static_cast<size_t>(scores.nRows) * static_cast<size_t>(n);
+  const long long slots =
+      std::min<long long>(2LL * plan.threads,
+                          kSlotBytes / std::max<long long>(1, static_cast<long long>(row_entries) * 8));
+  if (plan.threads > 1 && slots >= 2) {
+    // The other threads compute the scores of the rows ahead into slots.
+    std::vector<ScoreSlot> slot(static_cast<size_t>(slots));
+    for (ScoreSlot& s : slot) {
+      s.values.resize(row_entries);
+      s.first.assign(static_cast<size_t>(scores.nRows), 0);
+      s.last.assign(static_cast<size_t>(scores.nRows), 0);
+    }
+    const auto slot_of = [&](long long y) -> ScoreSlot& {
+      return slot[static_cast<size_t>((y - kMargin) % slots)];
+    };
+    plan.window = slots;
+    plan.finish = [&](long long y) {
+      ScoreSlot& s = slot_of(y);
+      for (int x = 0; x < scores.nRows; ++x) {
+        const long long first = s.first[static_cast<size_t>(x)],
+                        last = s.last[static_cast<size_t>(x)];
+        if (first < last)
+          std::memcpy(scores.elem[x] + first, s.values.data() + static_cast<size_t>(x) * n + first,
+                      static_cast<size_t>(last - first) * sizeof(double));
+      }
+      smooth_and_collect(y);
+    };
+    correlation::ForEachRow(plan, [&]() -> correlation::RowWorker {
+      auto rows = std::make_shared<ScoreRows>(
+          *left, *right, W, scores.nRows, mind, n,
+          [&](long long y, long long x, long long first, long long last, const CurveBlock& block,
+              int lane) {
+            ScoreSlot& s = slot_of(y);
+            block.Copy(lane, first, last, s.values.data() + static_cast<size_t>(x) * n + first);
+            s.first[static_cast<size_t>(x)] = first;
+            s.last[static_cast<size_t>(x)] = last;
+          });
+      return [rows, &slot_of](long long y) {
+        ScoreSlot& s = slot_of(y);
+        std::fill(s.first.begin(), s.first.end(), 0);
+        std::fill(s.last.begin(), s.last.end(), 0);
+        (*rows)(y);
+      };
+    });
+  } else {
+    // One thread: the scores go straight into the matrix.
+    plan.threads = 1;
+    plan.finish = smooth_and_collect;
+    correlation::ForEachRow(plan, [&]() -> correlation::RowWorker {
+      auto rows = std::make_shared<ScoreRows>(
+          *left, *right, W, scores.nRows, mind, n,
+          [&](long long, long long x, long long first, long long last, const CurveBlock& block,
+              int lane) { block.Copy(lane, first, last, scores.elem[x] + first); });
+      return [rows](long long y) { (*rows)(y); };
+    });
   }
 
   for (int bin = 0; bin < list.bins; ++bin)

@@ -8,9 +8,11 @@
 #include <cmath>
 #include <cstdio>
 #include <map>
+#include <memory>
 #include <vector>
 
 #include "image/correlation_engine.h"
+#include "image/correlation_rows.h"
 #include "image/tdispimage.h"
 #include "math/tmatrix.h"
 #include "util/int_conversion.h"
@@ -94,9 +96,8 @@ struct TwoSet {
   const TMatrix &rot, &shift;
   long long mind, maxd, lo2, hi2, n1, n2;
   double scale, offset, threshold;
-  long long width;                       // of left1: every clip
-  std::vector<long long> back_;          // the merged curve's set-1 entries
-  std::vector<double> curve1_, curve2_;  // dense curves of the pixel under way
+  long long width;               // of left1: every clip
+  std::vector<long long> back_;  // the merged curve's set-1 entries
 
   // Candidate columns of pixel x of set 1 with guide byte g.
   Span SetOneSpan(long long x, int g) const {
@@ -173,11 +174,13 @@ struct TwoSet {
   }
 
   // Decides pixel (x, y) from its set-1 curve (lane l1 of b1) and set-2
-  // curve (lane l2 of b2).
-  void Decide(long long x, long long y, const CurveBlock& b1, int l1, const CurveBlock& b2,
-              int l2) {
+  // curve (lane l2 of b2); `dense` holds the two dense curves of a merge.
+  void Decide(long long x, long long y, const CurveBlock& b1, int l1, const CurveBlock& b2, int l2,
+              std::vector<double> dense[2]) const {
     if (m.merge) {
       // Both curves dense, zeros outside their computed entries.
+      std::vector<double>& curve1_ = dense[0];
+      std::vector<double>& curve2_ = dense[1];
       Dense(b1, l1, n1, &curve1_);
       Dense(b2, l2, n2, &curve2_);
       double best = correlation::kWinnerStart;
@@ -204,80 +207,109 @@ struct TwoSet {
                               correlation::DisparityByte(d1));
   }
 
-  void Run() {
+  // Rows and columns visited.
+  long long Top() const { return m.block ? kBlockTop : m.margin; }
+  long long Bottom() const { return m.block ? kBlockBottom : left1.Height() - 1 - m.margin; }
+  long long Left() const { return m.block ? kBlockLeft : m.margin; }
+  long long Right() const { return (m.block ? kBlockRight : width - 1 - m.margin) + 1; }
+
+  void Run(int threads) {
     if (m.merge) BackMapping();
-    const long long height = left1.Height();
-    const long long top = m.block ? kBlockTop : m.margin;
-    const long long bottom = m.block ? kBlockBottom : height - 1 - m.margin;
-    const long long x0 = m.block ? kBlockLeft : m.margin;
-    const long long x1 = (m.block ? kBlockRight : width - 1 - m.margin) + 1;
-    PairRows rows1(left1, right1, m.bands, m.k);
-    SetTwoRows rows2(left2, right2, m.bands, m.k);
-    CurveBlock block1, block2, single;
-    const size_t count = x1 > x0 ? static_cast<size_t>(x1 - x0) : 0;
-    std::vector<Span> spans1(count + kLanes);
-    std::vector<Mapped> mapped(count + kLanes);
-    std::map<long long, SetTwoRows::Extent> extents;  // of the set-2 rows of an image row
-    for (long long y = top; y <= bottom; ++y) {
-      correlation::PrintRow(static_cast<int>(y), kPeriod);
-      if (count == 0) continue;
-      extents.clear();
+    correlation::ForEachRow(Top(), Bottom() + 1, kPeriod, 1, threads,
+                            [&]() -> correlation::RowWorker {
+                              auto rows = std::make_shared<Rows>(*this);
+                              return [rows](long long y) { (*rows)(y); };
+                            });
+  }
+
+  // One row at a time; one worker per thread.
+  class Rows {
+   public:
+    explicit Rows(const TwoSet& s)
+        : s_(s),
+          x0_(s.Left()),
+          x1_(s.Right()),
+          count_(x1_ > x0_ ? static_cast<size_t>(x1_ - x0_) : 0),
+          rows1_(s.left1, s.right1, s.m.bands, s.m.k),
+          rows2_(s.left2, s.right2, s.m.bands, s.m.k),
+          spans1_(count_ + kLanes),
+          mapped_(count_ + kLanes) {}
+
+    void operator()(long long y) {
+      const TwoSet& s = s_;
+      const long long x0 = x0_, x1 = x1_;
+      if (count_ == 0) return;
+      extents_.clear();
       long long lo1 = LLONG_MAX, hi1 = LLONG_MIN;
-      for (size_t j = 0; j < count; ++j) {
+      for (size_t j = 0; j < count_; ++j) {
         const long long x = x0 + static_cast<long long>(j);
-        const int g =
-            guide ? correlation::ReadByte(*guide, static_cast<int>(x), static_cast<int>(y)) : 0;
-        spans1[j] = SetOneSpan(x, g);
-        lo1 = std::min(lo1, spans1[j].lo), hi1 = std::max(hi1, spans1[j].hi);
-        mapped[j] = Map(x, y, g);
-        const Mapped& p = mapped[j];
+        const int g = s.guide ? correlation::ReadByte(*s.guide, static_cast<int>(x),
+                                                      static_cast<int>(y))
+                              : 0;
+        spans1_[j] = s.SetOneSpan(x, g);
+        lo1 = std::min(lo1, spans1_[j].lo), hi1 = std::max(hi1, spans1_[j].hi);
+        mapped_[j] = s.Map(x, y, g);
+        const Mapped& p = mapped_[j];
         if (p.x == kNowhere) continue;
         auto [it, fresh] =
-            extents.try_emplace(p.y, SetTwoRows::Extent{p.x, p.x + kLanes, p.span.lo, p.span.hi});
+            extents_.try_emplace(p.y, SetTwoRows::Extent{p.x, p.x + kLanes, p.span.lo, p.span.hi});
         SetTwoRows::Extent& e = it->second;
         if (!fresh) {
           e.x0 = std::min(e.x0, p.x), e.x1 = std::max(e.x1, p.x + kLanes);
           e.lo = std::min(e.lo, p.span.lo), e.hi = std::max(e.hi, p.span.hi);
         }
       }
-      rows1.Build(y, x0, x1, lo1, hi1);
+      rows1_.Build(y, x0, x1, lo1, hi1);
       for (long long bx = x0; bx < x1; bx += kLanes) {
         const size_t j0 = static_cast<size_t>(bx - x0);
         Span s1[kLanes], s2[kLanes];
-        bool regular = mapped[j0].x != kNowhere;
+        bool regular = mapped_[j0].x != kNowhere;
         for (int l = 0; l < kLanes; ++l) {
           const bool inside = bx + l < x1;
-          s1[l] = inside ? spans1[j0 + l] : Span();
-          s2[l] = inside ? mapped[j0 + l].span : Span();
-          regular = regular && (!inside || (mapped[j0 + l].y == mapped[j0].y &&
-                                            mapped[j0 + l].x == mapped[j0].x + l));
+          s1[l] = inside ? spans1_[j0 + l] : Span();
+          s2[l] = inside ? mapped_[j0 + l].span : Span();
+          regular = regular && (!inside || (mapped_[j0 + l].y == mapped_[j0].y &&
+                                            mapped_[j0 + l].x == mapped_[j0].x + l));
         }
-        block1.Compute(rows1, bx, s1, mind);
+        block1_.Compute(rows1_, bx, s1, s.mind);
         if (regular)
-          block2.Compute(rows2.For(mapped[j0].y, extents[mapped[j0].y]), mapped[j0].x, s2, lo2);
+          block2_.Compute(rows2_.For(mapped_[j0].y, extents_[mapped_[j0].y]), mapped_[j0].x, s2,
+                          s.lo2);
         for (int l = 0; l < kLanes && bx + l < x1; ++l) {
           const long long x = bx + l;
-          const Mapped& p = mapped[j0 + l];
-          const CurveBlock* b2 = &block2;
+          const Mapped& p = mapped_[j0 + l];
+          const CurveBlock* b2 = &block2_;
           int l2 = l;
           if (!regular) {
             // This pixel alone, as lane 0 of its own block.
             Span alone[kLanes] = {p.x == kNowhere ? Span() : p.span};
             if (p.x == kNowhere) {
-              single.Compute(rows1, bx, alone, lo2);  // no candidates: a curve of zeros
+              single_.Compute(rows1_, bx, alone, s.lo2);  // no candidates: a curve of zeros
             } else {
-              single.Compute(rows2.For(p.y, extents[p.y]), p.x, alone, lo2);
+              single_.Compute(rows2_.For(p.y, extents_[p.y]), p.x, alone, s.lo2);
             }
-            b2 = &single;
+            b2 = &single_;
             l2 = 0;
           }
-          Decide(x, y, block1, l, *b2, l2);
+          s.Decide(x, y, block1_, l, *b2, l2, dense_);
           for (const DebugPixel& d : kDebugPixels)
-            if (x == d.x && y == d.y) Debug(d, p, block1, l, *b2, l2);
+            if (x == d.x && y == d.y) s.Debug(d, p, block1_, l, *b2, l2);
         }
       }
     }
-  }
+
+   private:
+    const TwoSet& s_;
+    long long x0_, x1_;
+    size_t count_;
+    PairRows rows1_;
+    SetTwoRows rows2_;
+    CurveBlock block1_, block2_, single_;
+    std::vector<Span> spans1_;
+    std::vector<Mapped> mapped_;
+    std::map<long long, SetTwoRows::Extent> extents_;  // of the set-2 rows of an image row
+    std::vector<double> dense_[2];                       // dense curves of the pixel under way
+  };
 };
 
 // Validates the call and runs it: 0, with nothing done or printed, for
@@ -296,10 +328,10 @@ int RunTwoSet(const Method& m, TDispImage& out, TImage* left1, TImage* right1, T
   correlation::PrintStart();
   out.MinDisparity = mind;
   out.MaxDisparity = maxd;
-  TwoSet run{m,      out,       *left1,         *right1, *left2, *right2, guide, rot,
-             shift,  mind,      maxd,           lo2,     hi2,    n1,      n2,    scale,
-             offset, threshold, left1->Width(), {},      {},     {}};
-  run.Run();
+  TwoSet run{m,     out,    *left1,    *right1,        *left2, *right2, guide, rot, shift,
+             mind,  maxd,   lo2,       hi2,            n1,     n2,      scale, offset,
+             threshold, left1->Width(), {}};
+  run.Run(correlation::ThreadsFor(out, {left1, right1, left2, right2, guide}));
   correlation::PrintDone();
   return 1;
 }

@@ -89,4 +89,16 @@ class TDispImage : public TImage {
                                           double threshold, TCandidateList& list);
 };
 
+// Sets the number of threads every later correlation call uses: 1 runs each
+// method on the calling thread alone; 0 (or a negative count) restores the
+// default, the number of processors the process may run on. The rows of a
+// method are spread over the threads (the growing passes of the real-space
+// method stay on one); results, printed text and files are the same
+// whatever the count. A call whose disparity image shares memory with one of
+// its input images runs on one thread.
+void SetCorrelationThreads(int threads);
+
+// The number of threads the correlation methods use now.
+int CorrelationThreads();
+
 #endif  // KLUTEIDA_IMAGE_TDISPIMAGE_H

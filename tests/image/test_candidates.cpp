@@ -11,6 +11,7 @@
 
 #include "candidate_reference.h"
 #include "correlation_scene.h"
+#include "image/tdispimage.h"
 #include "image/tcandidatelist.h"
 
 using testsupport::ReadFile;
@@ -193,7 +194,9 @@ TEST(RealSpace, SameBytesTextAndMatchesAsTheReference) {
     const auto right =
         scene::Make({s.width, s.height, kTypeByte, 3, 0, 0},
                     [&](int x, int y, int b) { return texture(x - shift(x, y), y, b); });
-    const auto run = [&](bool ref) {
+    // The reference when `threads` is 0, else the library on that many threads.
+    const auto run = [&](int threads) {
+      const bool ref = threads == 0;
       testsupport::TempDir dir;
       scene::Outcome o;
       o.run = testsupport::RunInChild([&] {
@@ -207,6 +210,7 @@ TEST(RealSpace, SameBytesTextAndMatchesAsTheReference) {
                                                          s.maxd, s.threshold, list);
           list.Save("matches.txt");
         } else {
+          SetCorrelationThreads(threads);
           TCandidateList list(s.height, s.weight, s.weight);
           if (s.lower) list.LoadLowerMatches("lower.txt");
           out.CalculateCorrelations3BandRealSpace(left.get(), right.get(), s.mind, s.maxd,
@@ -219,12 +223,16 @@ TEST(RealSpace, SameBytesTextAndMatchesAsTheReference) {
       o.debug = ReadFile(dir.file("matches.txt"));
       return o;
     };
-    const scene::Outcome library = run(false), literal = run(true);
+    const scene::Outcome literal = run(0);
     SCOPED_TRACE(std::to_string(s.width) + " x " + std::to_string(s.height));
-    EXPECT_EQ(library.run.status, 0);
-    EXPECT_EQ(library.run.out, literal.run.out);
-    EXPECT_EQ(library.image, literal.image);
-    EXPECT_EQ(library.debug, literal.debug);
+    for (const int threads : {1, 2, 3}) {
+      SCOPED_TRACE(threads);
+      const scene::Outcome library = run(threads);
+      EXPECT_EQ(library.run.status, 0);
+      EXPECT_EQ(library.run.out, literal.run.out);
+      EXPECT_EQ(library.image, literal.image);
+      EXPECT_EQ(library.debug, literal.debug);
+    }
     EXPECT_NE(literal.debug.substr(0, 2), "0\n");  // the scene has matches
   }
 }

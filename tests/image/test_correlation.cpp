@@ -1,12 +1,16 @@
 // The correlation methods of TDispImage against the window-by-window
 // computation: disparity bytes, standard output and "cc.txt" must be equal
-// byte for byte, with every kernel level the processor runs.
+// byte for byte, with every kernel level the processor runs and on several
+// threads.
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "correlation_scene.h"
+#include "image/tdispimage.h"
 
 namespace {
 
@@ -81,10 +85,12 @@ class Scene {
     });
   }
 
-  // The library at `level`, or the reference when `level` is null.
-  scene::Outcome Run(const KernelLevel* level) const {
+  // The library at `level` on `threads` threads, or the reference when
+  // `level` is null.
+  scene::Outcome Run(const KernelLevel* level, int threads = 1) const {
     return scene::RunInScratch([&]() -> const TImage& {
       if (level) correlation::SetKernelLevel(*level);
+      SetCorrelationThreads(threads);
       scene::Call(!level, c_.method, *out_, left_.get(), right_.get(),
                   c_.aux == Aux::kOutput ? out_.get() : aux_.get(), c_.mind, c_.maxd, c_.threshold);
       return *out_;
@@ -118,9 +124,14 @@ TEST_P(SameAsReference, BytesTextAndDebugFile) {
   const int margin = c.method == Method::kHier ? 4 : 3;
   EXPECT_EQ(ref.has_debug, (c.method == Method::kThreeBand || c.method == Method::kHier) &&
                                c.left.width > 362 + margin && c.left.height > 362 + margin);
-  for (const KernelLevel level : scene::Levels()) {
-    SCOPED_TRACE(static_cast<int>(level));
-    const scene::Outcome lib = s.Run(&level);
+  // Every kernel level on one thread, the best one on two and three.
+  std::vector<std::pair<KernelLevel, int>> runs;
+  for (const KernelLevel level : scene::Levels()) runs.emplace_back(level, 1);
+  for (const int threads : {2, 3}) runs.emplace_back(correlation::BestKernelLevel(), threads);
+  for (const auto& [level, threads] : runs) {
+    SCOPED_TRACE(std::to_string(static_cast<int>(level)) + ", " + std::to_string(threads) +
+                 " threads");
+    const scene::Outcome lib = s.Run(&level, threads);
     EXPECT_EQ(lib.run.status, 0);
     EXPECT_EQ(lib.run.out, ref.run.out);
     EXPECT_TRUE(lib.image == ref.image);

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "correlation_scene.h"
+#include "image/tdispimage.h"
 
 namespace {
 
@@ -31,7 +32,9 @@ struct Result {
   std::string image, debug[3];
 };
 
-Result RunScene(const Scene& s, bool ref) {
+// The reference when `threads` is 0, else the library on that many threads.
+Result RunScene(const Scene& s, int threads) {
+  const bool ref = threads == 0;
   const scene::Texture texture(s.width + 40, s.height + 40, 3, 3);
   const auto shift = [&](int x, int y) { return s.mind + (x / 11 + y / 13) % (s.maxd - s.mind); };
   const scene::Geometry g{s.width, s.height, kTypeByte, 3, 0, 0};
@@ -58,6 +61,7 @@ Result RunScene(const Scene& s, bool ref) {
   Result r;
   r.run = testsupport::RunInChild([&] {
     if (chdir(dir.path().c_str()) != 0) std::exit(3);
+    if (!ref) SetCorrelationThreads(threads);
     TDispImage out(s.width, s.height);
     TImage *l1 = left1.get(), *r1 = right1.get(), *l2 = left2.get(), *r2 = right2.get();
     TImage* gd = s.guided ? guide.get() : nullptr;
@@ -113,11 +117,16 @@ TEST(TwoSet, SameBytesTextAndDiagnosticsAsTheReference) {
   int agree = 0;
   for (const Scene& s : scenes) {
     SCOPED_TRACE(s.name);
-    const Result library = RunScene(s, false), literal = RunScene(s, true);
-    EXPECT_EQ(library.run.status, 0);
-    EXPECT_EQ(library.run.out, literal.run.out);
-    EXPECT_EQ(library.image, literal.image);
-    for (int i = 0; i < 3; ++i) EXPECT_EQ(library.debug[i], literal.debug[i]) << i + 1;
+    const Result literal = RunScene(s, 0);
+    Result library;
+    for (const int threads : {1, 2, 3}) {
+      SCOPED_TRACE(threads);
+      library = RunScene(s, threads);
+      EXPECT_EQ(library.run.status, 0);
+      EXPECT_EQ(library.run.out, literal.run.out);
+      EXPECT_EQ(library.image, literal.image);
+      for (int i = 0; i < 3; ++i) EXPECT_EQ(library.debug[i], literal.debug[i]) << i + 1;
+    }
     if (s.width == 480) {
       EXPECT_NE(library.debug[0], "");
       if (s.extra == 0)
