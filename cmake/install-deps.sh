@@ -2,7 +2,7 @@
 # Installs the Debian packages the build needs, only those that are missing.
 # usage: bash cmake/install-deps.sh [more packages...]
 set -euo pipefail
-needed=(cmake g++ make pkg-config libtiff-dev libgtest-dev "$@")
+needed=(cmake g++ make pkg-config libtiff-dev libpng-dev libcli11-dev libgtest-dev "$@")
 missing=()
 for p in "${needed[@]}"; do
   dpkg-query -W -f='${Status}' "$p" 2>/dev/null | grep -q 'install ok installed' || missing+=("$p")

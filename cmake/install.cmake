@@ -1,6 +1,6 @@
 include(CMakePackageConfigHelpers)
 
-install(TARGETS kluteida_tool RUNTIME DESTINATION bin)
+install(TARGETS kluteida_tool kluteida_stereo_tool RUNTIME DESTINATION bin)
 install(TARGETS kluteida EXPORT kluteidaTargets ARCHIVE DESTINATION lib)
 install(FILES ${PROJECT_SOURCE_DIR}/kluteida.h DESTINATION include/kluteida)
 foreach(dir IN LISTS KLUTEIDA_SUBSYSTEMS)
@@ -28,3 +28,6 @@ install(FILES ${PROJECT_BINARY_DIR}/kluteidaConfig.cmake
 
 configure_file(${PROJECT_SOURCE_DIR}/cmake/kluteida.pc.in ${PROJECT_BINARY_DIR}/kluteida.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kluteida.pc DESTINATION lib/pkgconfig)
+
+install(FILES ${PROJECT_SOURCE_DIR}/docs/man/kluteida.1 ${PROJECT_SOURCE_DIR}/docs/man/kluteida-stereo.1
+        DESTINATION share/man/man1)

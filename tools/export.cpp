@@ -49,6 +49,16 @@ void FetchColourByBands(TImage& image, int x, int y, unsigned char rgb[3]) {
   }
 }
 
+long long CountAccepted(const TCoord& coord, const ExportBox* box) {
+  long long count = 0;
+  WalkRows(
+      coord, RowsOf(coord), [](int) {},
+      [&](int, const TPoint3Di& p) {
+        if (AcceptPoint(p.x, p.y, p.z, box)) ++count;
+      });
+  return count;
+}
+
 void WriteCountFile(const char* path, int count) {
   std::FILE* f = std::fopen(path, "w");
   if (!f) error_msg(CannotCreate(path).c_str());

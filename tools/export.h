@@ -128,6 +128,9 @@ void WalkRows(const TCoord& coord, RasterRows rows, StartRow start_row, Visit vi
   }
 }
 
+// The number of points of the raster's walk that AcceptPoint takes.
+long long CountAccepted(const TCoord& coord, const ExportBox* box);
+
 // Writes the ".txt" file: "nb points : <count>\n". A file that cannot be
 // created ends the process through error_msg.
 void WriteCountFile(const char* path, int count);

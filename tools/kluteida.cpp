@@ -34,11 +34,7 @@ int main(int argc, char** argv) {
   for (std::size_t i = 0; i < pairs; ++i) {
     TCoord coord(args.coordinates[i]);
     coord.SetMinMax();
-    WalkRows(
-        coord, RowsOf(coord), [](int) {},
-        [&](int, const TPoint3Di& p) {
-          if (AcceptPoint(p.x, p.y, p.z, box)) ++count;
-        });
+    count += CountAccepted(coord, box);
   }
   // The total is a signed 32-bit count.
   const int total = static_cast<int>(static_cast<unsigned>(count));
