@@ -163,9 +163,15 @@ void WholeTool() {
 }  // namespace
 
 int main(int argc, char** argv) {
-  const std::string data = argc > 1 ? argv[1] : KLUTEIDA_SHARED_DATA;
+  const std::string data = fs::absolute(argc > 1 ? argv[1] : KLUTEIDA_SHARED_DATA).string();
+  // The three-band methods write their diagnostics ("cc.txt") into the
+  // current directory: a scratch one.
+  char scratch[] = "/tmp/bench_stereo_cwd_XXXXXX";
+  if (!mkdtemp(scratch) || chdir(scratch) != 0) return 1;
   RealPairs(data);
   std::printf("\n");
   WholeTool();
+  std::error_code ec;
+  fs::remove_all(scratch, ec);
   return 0;
 }
