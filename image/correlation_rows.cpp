@@ -69,8 +69,6 @@ void ForEachRow(const RowPlan& plan, const std::function<RowWorker()>& make_work
     }
     return;
   }
-  std::vector<RowWorker> workers;
-  for (int t = 0; t < threads; ++t) workers.push_back(make_worker());
 
   std::mutex mutex;
   std::condition_variable finished_more;
@@ -78,8 +76,13 @@ void ForEachRow(const RowPlan& plan, const std::function<RowWorker()>& make_work
   std::vector<char> done(static_cast<size_t>(end - begin), 0);
   long long finished = begin;  // rows before this one are finished and printed
   std::exception_ptr failure;
-  const auto loop = [&](const RowWorker& work) {
+  const auto loop = [&]() {
     try {
+      RowWorker work;
+      {
+        std::lock_guard<std::mutex> lock(mutex);
+        work = make_worker();
+      }
       for (;;) {
         long long first;
         {
@@ -109,11 +112,11 @@ void ForEachRow(const RowPlan& plan, const std::function<RowWorker()>& make_work
   };
   std::vector<std::thread> helpers;
   try {
-    for (int t = 1; t < threads; ++t) helpers.emplace_back(loop, std::cref(workers[t]));
+    for (int t = 1; t < threads; ++t) helpers.emplace_back(loop);
   } catch (const std::system_error&) {
     // Fewer threads than asked for: the others take the remaining rows.
   }
-  loop(workers[0]);
+  loop();
   for (std::thread& h : helpers) h.join();
   if (failure) std::rethrow_exception(failure);
 }

@@ -33,8 +33,10 @@ struct RowPlan {
   long long window = 0;
 };
 
-// Runs the rows of `plan` through workers made by make_worker (called on the
-// calling thread, once per thread used). Rows are handed out in runs of
+// Runs the rows of `plan` through workers made by make_worker, called once by
+// each thread used, one at a time, before its first row: a worker's buffers
+// are then in its own thread's memory, away from the cache lines another
+// thread writes. make_worker must not touch process-wide state. Rows are handed out in runs of
 // plan.chunk consecutive rows, in increasing order; a worker sees the rows
 // of a run in increasing order. PrintRow(y, period) is printed for every row
 // in row order: before the row on one thread (as a plain loop would), as the
