@@ -380,6 +380,15 @@ int ThreadScaling(int argc, char** argv) {
          o.CalculateCorrelations3BandRealSpace(colour.left.get(), colour.right.get(),
                                                kMinDisparity, kMaxDisparity, kThreshold, list);
        }},
+      // The score matrix, smoothed, and the sure matches: with a threshold
+      // of 2, above every score, no candidate is collected and the growing
+      // passes, which stay on one thread, have nothing to walk.
+      {"CalculateCorrelations3BandRealSpace, scores",
+       [&](TDispImage& o) {
+         TCandidateList list(kHeight, 10, 10);
+         o.CalculateCorrelations3BandRealSpace(colour.left.get(), colour.right.get(),
+                                               kMinDisparity, kMaxDisparity, 2.0, list);
+       }},
   };
   const auto median = [](std::vector<double> v) {
     std::sort(v.begin(), v.end());
