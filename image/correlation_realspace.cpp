@@ -2,6 +2,7 @@
 // current row smoothed across columns, sure matches and candidate peaks
 // collected in a TCandidateList, then grown by their support.
 #include <algorithm>
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <functional>
@@ -42,6 +43,19 @@ void Offer(TCandidateList& list, TCandidate* c, bool match) {
   if (!(match ? list.AddMatch(c) : list.AddCandidate(c))) delete c;
 }
 
+// The largest of `start` and v[0 .. n), NaNs passed over: the best score a
+// scan keeping the first strictly greater value finds (up to the sign of a
+// zero). Four running maxima break the chain of comparisons.
+double Largest(const double* v, int n, double start) {
+  double m[4] = {start, start, start, start};
+  int k = 0;
+  for (; k + 4 <= n; k += 4)
+    for (int j = 0; j < 4; ++j) m[j] = v[k + j] > m[j] ? v[k + j] : m[j];
+  for (; k < n; ++k) m[0] = v[k] > m[0] ? v[k] : m[0];
+  const double a = m[1] > m[0] ? m[1] : m[0], b = m[3] > m[2] ? m[3] : m[2];
+  return b > a ? b : a;
+}
+
 // Steps 3 and 4 for row y: sure matches, then candidate peaks, from the
 // smoothed scores of columns 1 .. W - 2.
 void Collect(const TMatrix& scores, int width, int y, int mind, double threshold,
@@ -50,22 +64,31 @@ void Collect(const TMatrix& scores, int width, int y, int mind, double threshold
   const int last = std::min(width - 2, scores.nRows - 1);
   for (int x = 1; x <= last; ++x) {
     const double* v = scores.elem[x];
-    double best = kScanStart;
-    int b = -1;
-    for (int k = 0; k < n; ++k)
-      if (v[k] > best) best = v[k], b = k;
+    const double best = Largest(v, n, kScanStart);
     if (!(best > kSureBest)) continue;
+    // The first disparity holding the best score.
+    const int b = static_cast<int>(std::find(v, v + n, best) - v);
     double second = kScanStart;
     for (int k = 0; k < n; ++k)
       if ((k < b - 2 || k > b + 2) && v[k] > second) second = v[k];
     if (second > kNoOther && second < kSureOther)
       Offer(list, new TCandidate(0, 1, y, x, y, x + b + mind, 1.0), true);
   }
+  // Peaks found 64 disparities at a time, without a branch per disparity.
   for (int x = 1; x <= last; ++x) {
     const double* v = scores.elem[x];
-    for (int k = 1; k < n - 1; ++k)
-      if (v[k] > v[k - 1] && v[k] > v[k + 1] && v[k] > threshold)
+    for (int k0 = 1; k0 < n - 1; k0 += 64) {
+      const int k1 = std::min(n - 1, k0 + 64);
+      std::uint64_t peaks = 0;
+      for (int k = k0; k < k1; ++k)
+        peaks |= static_cast<std::uint64_t>((v[k] > v[k - 1]) & (v[k] > v[k + 1]) &
+                                            (v[k] > threshold))
+                 << (k - k0);
+      for (; peaks; peaks &= peaks - 1) {
+        const int k = k0 + __builtin_ctzll(peaks);
         Offer(list, new TCandidate(0, 1, y, x, y, x + k + mind, v[k]), false);
+      }
+    }
   }
 }
 
@@ -218,6 +241,8 @@ int TDispImage::CalculateCorrelations3BandRealSpace(TImage* left, TImage* right,
     }
   std::printf("lmatches: %d, nmatches: %d, nitems:%d\n", list.lmatches, list.nmatches, list.nitems);
 
+  // The passes only ever set similarities to 1.0.
+  const bool non_negative = list.SimilaritiesNonNegative();
   for (const double pass : kPassThresholds) {
     for (int bin = 0; bin < list.bins; ++bin) {
       if (bin % kBinPeriod == 0) {
@@ -227,7 +252,7 @@ int TDispImage::CalculateCorrelations3BandRealSpace(TImage* left, TImage* right,
       // A promotion moves the last candidate into the freed slot, which the
       // walk then passes over: the order of the walk is part of the result.
       for (int i = 0; i < list.CandidateCount(bin); ++i) {
-        if (!(list.Support(bin, i) > pass)) continue;
+        if (!list.SupportAbove(bin, i, pass, non_negative)) continue;
         TCandidate* c = list.Candidate(bin, i);
         correlation::WritePixel(*this, c->col1, c->row1,
                                 correlation::DisparityByte(c->Disparity()));

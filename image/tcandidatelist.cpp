@@ -4,6 +4,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <limits>
 #include <map>
 #include <vector>
 
@@ -129,6 +130,24 @@ int TCandidateList::DeleteCandidate(int bin, int index) {
 }
 
 double TCandidateList::Support(int bin, int index) const {
+  return Sum(bin, index, std::numeric_limits<double>::infinity());
+}
+
+bool TCandidateList::SupportAbove(int bin, int index, double level, bool non_negative) const {
+  // Adding a term >= 0 never lowers a rounded sum, so once a partial sum of
+  // such terms exceeds the level, the whole sum does.
+  return (non_negative ? Sum(bin, index, level) : Support(bin, index)) > level;
+}
+
+bool TCandidateList::SimilaritiesNonNegative() const {
+  for (const auto& [number, bin] : bins_->used)
+    for (const Store* s : {&bin.candidates, &bin.matches, &bin.lowers})
+      for (size_t i = 0; i < s->size(); ++i)
+        if (!(s->at(i)->similarity >= 0.0)) return false;
+  return true;
+}
+
+double TCandidateList::Sum(int bin, int index, double stop) const {
   const Bin* home = bins_->Find(bin);
   if (!home || index < 0 || static_cast<size_t>(index) >= home->candidates.size()) return 0.0;
   const TCandidate* q = home->candidates.at(static_cast<size_t>(index));
@@ -148,16 +167,17 @@ double TCandidateList::Support(int bin, int index) const {
     for (size_t i = 0; i < count; ++i) {
       const double term = w.scale[code[i]] * s.at(slot[i])->similarity;
       sum += w.keep[code[i]] ? (half ? term * 0.5 : term) : 0.0;
+      if (sum > stop) return true;
     }
+    return false;
   };
   const auto add_bin = [&](const Bin& b) {
-    add(b.candidates, false);
-    add(b.matches, false);
-    add(b.lowers, true);
+    return add(b.candidates, false) || add(b.matches, false) || add(b.lowers, true);
   };
-  add_bin(*home);
+  if (add_bin(*home)) return sum;
   if (bin > 0)
-    if (const Bin* below = bins_->Find(bin - 1)) add_bin(*below);
+    if (const Bin* below = bins_->Find(bin - 1))
+      if (add_bin(*below)) return sum;
   if (bin < bins - 1)
     if (const Bin* above = bins_->Find(bin + 1)) add_bin(*above);
   return sum;

@@ -52,6 +52,13 @@ class TCandidateList {
   // matches and the lower matches (times 0.5) of its bin, then of the bin
   // below, then of the bin above, in that order; 0.0 for an index outside.
   double Support(int bin, int index) const;
+  // Support(bin, index) > level, the same answer. When no entry's similarity
+  // is negative (SimilaritiesNonNegative, which the caller vouches for by
+  // `non_negative`), the sum only grows as terms are added, so it stops as
+  // soon as it passes the level.
+  bool SupportAbove(int bin, int index, double level, bool non_negative) const;
+  // Whether every stored entry's similarity is >= 0 (none is negative or NaN).
+  bool SimilaritiesNonNegative() const;
   int CheckConstraints() { return 1; }
 
   // The match file: "%d\n" with nmatches, then "row1 col1 row2 col2" of every
@@ -70,6 +77,8 @@ class TCandidateList {
 
  private:
   struct Bins;
+  // The sum of Support, stopped as soon as it exceeds `stop`.
+  double Sum(int bin, int index, double stop) const;
   std::unique_ptr<Bins> bins_;  // the bins in use, and the weighting table
 };
 

@@ -447,14 +447,17 @@ int TMatrix::Convolve(const TMatrix& kernel) {
     std::fill(out.begin(), out.end(), 0.0);
     if (r >= hr && r < nRows - hr) {
       for (int i = -hr; i <= hr; ++i) in[static_cast<size_t>(i + hr)] = original(r + i);
-      for (int c = hc; c < nCols - hc; ++c) {
-        double s = 0.0;
-        // order of the sum is part of the result: kernel rows outer, columns inner
-        for (int i = 0; i <= 2 * hr; ++i) {
-          const double* k = kernel.elem[i];
-          for (int j = -hc; j <= hc; ++j) s += k[hc + j] * in[static_cast<size_t>(i)][c + j];
+      // Each output starts at 0.0 and adds its products kernel row by kernel
+      // row, column by column: that order is part of the result. The terms
+      // are added for all outputs at once, which keeps each output's order.
+      double* o = out.data();
+      for (int i = 0; i <= 2 * hr; ++i) {
+        const double* k = kernel.elem[i];
+        for (int j = -hc; j <= hc; ++j) {
+          const double w = k[hc + j];
+          const double* src = in[static_cast<size_t>(i)] + j;
+          for (int c = hc; c < nCols - hc; ++c) o[c] += w * src[c];
         }
-        out[static_cast<size_t>(c)] = s;
       }
     }
     std::copy(out.begin(), out.end(), elem[r]);

@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <cmath>
 #include <memory>
 #include <random>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "candidate_reference.h"
@@ -111,17 +113,24 @@ TEST(CandidateList, SupportAcrossBinsAndStores) {
   // Bin 1 (itself), then bin 0 (lone, both lower matches), then bin 2 (its
   // match is 9 rows away).
   EXPECT_EQ(list.Support(1, 0), 0.25 + 0.7 + 0.5 + 0.5);
+  // A negative term after the sum has passed the level: only the whole sum
+  // answers.
+  EXPECT_TRUE(list.SimilaritiesNonNegative());
+  list.AddCandidate(Cand(3, 5, 3, -1.0));
+  EXPECT_FALSE(list.SimilaritiesNonNegative());
+  EXPECT_FALSE(list.SupportAbove(0, 0, 0.6, false));  // 0.7 - 1.0 + 0.5 + 0.25
+  EXPECT_TRUE(list.SupportAbove(0, 0, 0.4, false));
 }
 
 TEST(CandidateList, SupportMatchesThePlainListBitForBit) {
   std::mt19937 gen(11);
   const auto pick = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(gen); };
-  for (const double weights : {1.0, 40.0}) {
+  for (const auto& [weights, lowest] : {std::pair(1.0, -100), std::pair(40.0, -100), std::pair(40.0, 0)}) {
     TCandidateList list(48, weights, weights * 1.5);
     reference::LiteralList plain(48, weights, weights * 1.5);
     for (int step = 0; step < 3000; ++step) {
       const int row = pick(-3, 50), col = pick(0, 60), disparity = pick(-6, 6), kind = pick(0, 10);
-      const double s = pick(-100, 1000) / 1000.0;  // similarity of an open candidate
+      const double s = pick(lowest, 1000) / 1000.0;  // similarity of an open candidate
       if (kind < 8) {
         TCandidate* c = Cand(row, col, disparity, kind == 7 ? 1.0 : s);
         TCandidate* copy = new TCandidate(*c);
@@ -145,7 +154,15 @@ TEST(CandidateList, SupportMatchesThePlainListBitForBit) {
                   plain.AddMatch(plain.candidates[bin][index]));
       }
       const int bin = pick(0, 5), index = pick(0, list.CandidateCount(bin));
-      ASSERT_EQ(list.Support(bin, index), plain.Support(bin, index)) << step;
+      const double exact = plain.Support(bin, index);
+      ASSERT_EQ(list.Support(bin, index), exact) << step;
+      // The early end, where it applies, gives the same answers.
+      const bool non_negative = list.SimilaritiesNonNegative();
+      if (lowest == 0) {
+        ASSERT_TRUE(non_negative);
+      }
+      for (const double level : {exact * 0.5, exact, std::nextafter(exact, -1.0), exact - 1.0})
+        ASSERT_EQ(list.SupportAbove(bin, index, level, non_negative), exact > level) << step;
       ASSERT_EQ(list.nitems, plain.nitems);
     }
   }
@@ -186,6 +203,7 @@ TEST(RealSpace, SameBytesTextAndMatchesAsTheReference) {
       {46, 40, -2, 9, 0.4, 10, false},
       {46, 40, 0, 12, 0.2, 30, true},
       {37, 27, -5, 5, -0.5, 100, true},
+      {100, 24, -40, 40, 0.3, 10, false},  // more than 64 disparities a column
   };
   for (const RealSpaceScene& s : scenes) {
     const scene::Texture texture(s.width + 30, s.height, 3, 5);
