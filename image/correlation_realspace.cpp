@@ -1,6 +1,8 @@
 // The candidate-based correlation method of TDispImage: a score matrix of the
 // current row smoothed across columns, sure matches and candidate peaks
 // collected in a TCandidateList, then grown by their support.
+#include <immintrin.h>
+
 #include <algorithm>
 #include <cstdint>
 #include <cstdio>
@@ -56,6 +58,34 @@ double Largest(const double* v, int n, double start) {
   return b > a ? b : a;
 }
 
+// Bit k - k0 set for each disparity k in [k0, k1) (at most 64 of them, k0 >
+// 0, k1 less than the curve's length) whose score exceeds both neighbours'
+// and the threshold.
+std::uint64_t PeaksPortable(const double* v, int k0, int k1, double threshold) {
+  std::uint64_t peaks = 0;
+  for (int k = k0; k < k1; ++k)
+    peaks |= static_cast<std::uint64_t>((v[k] > v[k - 1]) & (v[k] > v[k + 1]) & (v[k] > threshold))
+             << (k - k0);
+  return peaks;
+}
+
+__attribute__((target("avx512f"))) std::uint64_t PeaksAvx512(const double* v, int k0, int k1,
+                                                             double threshold) {
+  const __m512d t = _mm512_set1_pd(threshold);
+  std::uint64_t peaks = 0;
+  for (int k = k0; k < k1; k += 8) {
+    const __mmask8 live = k1 - k >= 8 ? 0xFF : static_cast<__mmask8>((1u << (k1 - k)) - 1);
+    const __m512d a = _mm512_maskz_loadu_pd(live, v + k);
+    const __m512d l = _mm512_maskz_loadu_pd(live, v + k - 1);
+    const __m512d r = _mm512_maskz_loadu_pd(live, v + k + 1);
+    // Ordered comparisons: a NaN is never a peak, as with `>`.
+    const __mmask8 m = _mm512_mask_cmp_pd_mask(live, a, l, _CMP_GT_OQ) &
+                       _mm512_cmp_pd_mask(a, r, _CMP_GT_OQ) & _mm512_cmp_pd_mask(a, t, _CMP_GT_OQ);
+    peaks |= static_cast<std::uint64_t>(m) << (k - k0);
+  }
+  return peaks;
+}
+
 // Steps 3 and 4 for row y: sure matches, then candidate peaks, from the
 // smoothed scores of columns 1 .. W - 2.
 void Collect(const TMatrix& scores, int width, int y, int mind, double threshold,
@@ -75,16 +105,12 @@ void Collect(const TMatrix& scores, int width, int y, int mind, double threshold
       Offer(list, new TCandidate(0, 1, y, x, y, x + b + mind, 1.0), true);
   }
   // Peaks found 64 disparities at a time, without a branch per disparity.
+  static const auto peaks_of = __builtin_cpu_supports("avx512f") ? PeaksAvx512 : PeaksPortable;
   for (int x = 1; x <= last; ++x) {
     const double* v = scores.elem[x];
     for (int k0 = 1; k0 < n - 1; k0 += 64) {
-      const int k1 = std::min(n - 1, k0 + 64);
-      std::uint64_t peaks = 0;
-      for (int k = k0; k < k1; ++k)
-        peaks |= static_cast<std::uint64_t>((v[k] > v[k - 1]) & (v[k] > v[k + 1]) &
-                                            (v[k] > threshold))
-                 << (k - k0);
-      for (; peaks; peaks &= peaks - 1) {
+      for (std::uint64_t peaks = peaks_of(v, k0, std::min(n - 1, k0 + 64), threshold); peaks;
+           peaks &= peaks - 1) {
         const int k = k0 + __builtin_ctzll(peaks);
         Offer(list, new TCandidate(0, 1, y, x, y, x + k + mind, v[k]), false);
       }

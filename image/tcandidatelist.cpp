@@ -87,13 +87,12 @@ int TCandidateList::AddMatch(TCandidate* c) {
   // into a freed slot is examined next: only those entries take part, so
   // only they are visited, in that order.
   Store& open = bin->candidates;
-  // A nested pair's first columns lie at most the sum of their |disparities|
-  // apart.
-  const long long reach =
-      open.MaxDisparity() + std::llabs(static_cast<long long>(c->col2) - c->col1);
+  // An entry nested in c starts in [c.col1, c.col2 + D], one that holds c
+  // in [c.col2 - D, c.col1], D the largest |col2 - col1| of an entry.
+  const long long c1 = c->col1, c2 = c->col2, d = open.MaxDisparity();
   std::vector<unsigned>& conflicts = bins_->conflicts;
   conflicts.clear();
-  open.RowSlots(c->row1, c->col1 - reach, c->col1 + reach, conflicts);
+  open.RowSlots(c->row1, std::min(c1, c2 - d), std::max(c1, c2 + d), conflicts);
   conflicts.erase(
       std::remove_if(conflicts.begin(), conflicts.end(),
                      [&](unsigned slot) {

@@ -431,36 +431,36 @@ int TMatrix::Convolve(const TMatrix& kernel) {
   const int hr = (kernel.nRows - 1) / 2;
   const int hc = (kernel.nCols - 1) / 2;
   if (nRows <= 0 || nCols <= 0) return 1;
-  // Rows are replaced in place, top to bottom: the original values of the
-  // rows above the current one, which it still reads, are kept in a ring.
+  if (&kernel == this) {
+    const TMatrix copy(kernel);
+    return Convolve(copy);
+  }
+  // The result of row r goes back over row r once no later row reads the
+  // original: hr rows later. Until then it waits in a ring of hr + 1 rows.
   const size_t width = static_cast<size_t>(nCols);
-  std::vector<double> ring(static_cast<size_t>(hr + 1) * width);
-  int saved = -1;  // the last row copied into the ring
-  const auto original = [&](int row) -> const double* {
-    return row <= saved ? ring.data() + static_cast<size_t>(row % (hr + 1)) * width : elem[row];
-  };
-  std::vector<double> out(width);
-  std::vector<const double*> in(static_cast<size_t>(2 * hr + 1));
-  for (int r = 0; r < nRows; ++r) {
-    std::copy(elem[r], elem[r] + width, ring.data() + static_cast<size_t>(r % (hr + 1)) * width);
-    saved = r;
-    std::fill(out.begin(), out.end(), 0.0);
-    if (r >= hr && r < nRows - hr) {
-      for (int i = -hr; i <= hr; ++i) in[static_cast<size_t>(i + hr)] = original(r + i);
-      // Each output starts at 0.0 and adds its products kernel row by kernel
-      // row, column by column: that order is part of the result. The terms
-      // are added for all outputs at once, which keeps each output's order.
-      double* o = out.data();
-      for (int i = 0; i <= 2 * hr; ++i) {
-        const double* k = kernel.elem[i];
-        for (int j = -hc; j <= hc; ++j) {
-          const double w = k[hc + j];
-          const double* src = in[static_cast<size_t>(i)] + j;
-          for (int c = hc; c < nCols - hc; ++c) o[c] += w * src[c];
+  const size_t depth = static_cast<size_t>(hr) + 1;
+  std::vector<double> ring(depth * width);
+  const auto result = [&](int row) { return ring.data() + static_cast<size_t>(row) % depth * width; };
+  for (int r = 0; r < nRows + hr; ++r) {
+    if (r < nRows) {
+      double* o = result(r);
+      std::fill(o, o + width, 0.0);
+      if (r >= hr && r < nRows - hr) {
+        // Each output starts at 0.0 and adds its products kernel row by
+        // kernel row, column by column: that order is part of the result.
+        // A term is added to all outputs of the row at once, which keeps
+        // each output's order.
+        for (int i = 0; i <= 2 * hr; ++i) {
+          const double* k = kernel.elem[i];
+          for (int j = -hc; j <= hc; ++j) {
+            const double w = k[hc + j];
+            const double* src = elem[r + i - hr] + j;
+            for (int c = hc; c < nCols - hc; ++c) o[c] += w * src[c];
+          }
         }
       }
     }
-    std::copy(out.begin(), out.end(), elem[r]);
+    if (r >= hr) std::copy(result(r - hr), result(r - hr) + width, elem[r - hr]);
   }
   return 1;
 }

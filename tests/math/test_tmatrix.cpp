@@ -281,6 +281,10 @@ TEST(MatrixConvolve, KernelIsNotFlippedAndTheBorderBecomesZero) {
   TMatrix s = Make(3, 3, {1, 2, 3, 4, 5, 6, 7, 8, 9});
   EXPECT_EQ(s.Convolve(Make(3, 3, {1, 1, 1, 1, 1, 1, 1, 1, 2})), 1);
   EXPECT_EQ(All(s), (Vals{3, 3, 0, 0, 0, 0, 54, 0, 0, 0, 0}));
+  // A matrix convolved with itself reads the kernel as it was.
+  s = Make(3, 3, {1, 2, 3, 4, 5, 6, 7, 8, 9});
+  EXPECT_EQ(s.Convolve(s), 1);
+  EXPECT_EQ(All(s), (Vals{3, 3, 0, 0, 0, 0, 285, 0, 0, 0, 0}));
   // A 5x3 kernel against the sum written out.
   TMatrix r(7, 6), k(5, 3);
   for (int i = 0; i < 42; ++i) r.elem[i / 6][i % 6] = (i * 37 % 11) * 0.3 - 1;
