@@ -178,6 +178,87 @@ struct ScoreSlot {
 };
 constexpr long long kSlotBytes = 64LL << 20;  // for all the rows computed ahead
 
+// The three growing passes, run bin by bin while the rows are still being
+// collected. A step on bin b reads and writes only bins b - 1 to b + 1 (its
+// support sums) and bin b (its promotions), so it gives what the passes give
+// one after the other once those bins are as they would then be: bin b + 1
+// collected for the first pass, bin b + 1 through the previous pass for the
+// others, bin b - 1 through this pass. Before its first pass, bin b's
+// collected matches are written to the disparity image, as they would be
+// after the collection. The counts each stage leaves are kept for the lines
+// printed at the end.
+class Growth {
+ public:
+  Growth(TDispImage& out, TCandidateList& list, bool non_negative)
+      : out_(out), list_(list), non_negative_(non_negative) {}
+
+  // Counts a change of the list's totals made by the collection.
+  void Collected(int nmatches_before, int nitems_before) {
+    delta_matches_[0] += list_.nmatches - nmatches_before;
+    delta_items_[0] += list_.nitems - nitems_before;
+  }
+
+  // Runs every step that the bins below `ready`, all of whose rows have been
+  // collected, allow.
+  void Advance(int ready) {
+    const int bins = list_.bins;
+    for (bool more = true; more;) {
+      more = false;
+      for (int stage = 0; stage < 4; ++stage) {
+        for (int& b = done_[stage]; b < bins; ++b) {
+          const int needed = std::min(b + 2, bins);
+          if (stage == 0 ? b >= ready : done_[stage - 1] < needed) break;
+          stage == 0 ? WriteMatches(b) : Pass(stage, b);
+          more = true;
+        }
+      }
+    }
+  }
+
+  // The described lines, once every step has run.
+  void Print(int nmatches_before, int nitems_before) const {
+    int nmatches = nmatches_before, nitems = nitems_before;
+    nmatches += delta_matches_[0], nitems += delta_items_[0];
+    std::printf("lmatches: %d, nmatches: %d, nitems:%d\n", list_.lmatches, nmatches, nitems);
+    for (int stage = 1; stage < 4; ++stage) {
+      for (int bin = 0; bin < list_.bins; bin += kBinPeriod) std::printf("%d ", bin);
+      nmatches += delta_matches_[stage], nitems += delta_items_[stage];
+      std::printf("nmatches:  %d, nitems:%d \n", nmatches, nitems);
+    }
+    std::fflush(stdout);
+  }
+
+ private:
+  void WriteMatches(int bin) {
+    for (int i = 0; i < list_.MatchCount(bin); ++i) {
+      const TCandidate* m = list_.Match(bin, i);
+      correlation::WritePixel(out_, m->col1, m->row1, correlation::DisparityByte(m->Disparity()));
+    }
+  }
+
+  void Pass(int stage, int bin) {
+    const double level = kPassThresholds[stage - 1];
+    const int nmatches = list_.nmatches, nitems = list_.nitems;
+    // A promotion moves the last candidate into the freed slot, which the
+    // walk then passes over: the order of the walk is part of the result.
+    for (int i = 0; i < list_.CandidateCount(bin); ++i) {
+      if (!list_.SupportAbove(bin, i, level, non_negative_)) continue;
+      TCandidate* c = list_.Candidate(bin, i);
+      correlation::WritePixel(out_, c->col1, c->row1, correlation::DisparityByte(c->Disparity()));
+      c->similarity = 1.0;
+      list_.AddMatch(c);
+    }
+    delta_matches_[stage] += list_.nmatches - nmatches;
+    delta_items_[stage] += list_.nitems - nitems;
+  }
+
+  TDispImage& out_;
+  TCandidateList& list_;
+  bool non_negative_;
+  int done_[4] = {0, 0, 0, 0};  // bins through each stage
+  int delta_matches_[4] = {0, 0, 0, 0}, delta_items_[4] = {0, 0, 0, 0};
+};
+
 }  // namespace
 
 int TDispImage::CalculateCorrelations3BandRealSpace(TImage* left, TImage* right, int mind, int maxd,
@@ -196,16 +277,25 @@ int TDispImage::CalculateCorrelations3BandRealSpace(TImage* left, TImage* right,
   TMatrix scores(Width(), static_cast<int>(n));
   TMatrix kernel(3, 1);
   for (int i = 0; i < 3; ++i) kernel.elem[i][0] = kSmoothing[i];
+  // Collected candidates have similarities above the threshold and matches
+  // 1.0, and the passes set only 1.0: the support sums can stop early when
+  // the threshold and what the list already holds are not negative.
+  const int nmatches_before = list.nmatches, nitems_before = list.nitems;
+  Growth growth(*this, list, threshold >= 0.0 && list.SimilaritiesNonNegative());
   const auto smooth_and_collect = [&](long long y) {
     scores.Convolve(kernel);
+    const int nmatches = list.nmatches, nitems = list.nitems;
     Collect(scores, W, static_cast<int>(y), mind, threshold, list);
+    growth.Collected(nmatches, nitems);
+    // Bins below (y + 1) / 8 hold all their rows.
+    growth.Advance(static_cast<int>(std::min<long long>(list.bins, (y + 1) / 8)));
   };
   correlation::RowPlan plan;
   plan.begin = kMargin, plan.end = H - kMargin, plan.period = kRowPeriod;
   plan.threads = correlation::ThreadsFor(*this, {left, right});
   const size_t row_entries = static_cast<size_t>(scores.nRows) * static_cast<size_t>(n);
   const long long slots =
-      std::min<long long>(2LL * plan.threads,
+      std::min<long long>(4LL * plan.threads,
                           kSlotBytes / std::max<long long>(1, static_cast<long long>(row_entries) * 8));
   if (plan.threads > 1 && slots >= 2) {
     // The other threads compute the scores of the rows ahead into slots.
@@ -260,34 +350,8 @@ int TDispImage::CalculateCorrelations3BandRealSpace(TImage* left, TImage* right,
     });
   }
 
-  for (int bin = 0; bin < list.bins; ++bin)
-    for (int i = 0; i < list.MatchCount(bin); ++i) {
-      const TCandidate* m = list.Match(bin, i);
-      correlation::WritePixel(*this, m->col1, m->row1, correlation::DisparityByte(m->Disparity()));
-    }
-  std::printf("lmatches: %d, nmatches: %d, nitems:%d\n", list.lmatches, list.nmatches, list.nitems);
-
-  // The passes only ever set similarities to 1.0.
-  const bool non_negative = list.SimilaritiesNonNegative();
-  for (const double pass : kPassThresholds) {
-    for (int bin = 0; bin < list.bins; ++bin) {
-      if (bin % kBinPeriod == 0) {
-        std::printf("%d ", bin);
-        std::fflush(stdout);
-      }
-      // A promotion moves the last candidate into the freed slot, which the
-      // walk then passes over: the order of the walk is part of the result.
-      for (int i = 0; i < list.CandidateCount(bin); ++i) {
-        if (!list.SupportAbove(bin, i, pass, non_negative)) continue;
-        TCandidate* c = list.Candidate(bin, i);
-        correlation::WritePixel(*this, c->col1, c->row1,
-                                correlation::DisparityByte(c->Disparity()));
-        c->similarity = 1.0;
-        list.AddMatch(c);
-      }
-    }
-    std::printf("nmatches:  %d, nitems:%d \n", list.nmatches, list.nitems);
-  }
+  growth.Advance(list.bins);
+  growth.Print(nmatches_before, nitems_before);
   correlation::PrintDone();
   return 1;
 }

@@ -71,12 +71,36 @@ void ForEachRow(const RowPlan& plan, const std::function<RowWorker()>& make_work
   }
 
   std::mutex mutex;
-  std::condition_variable finished_more;
+  std::condition_variable finished_more;  // rows were finished, or a failure
+  std::condition_variable row_done;       // a helper did a row, or a failure
   long long next_run = 0;
   std::vector<char> done(static_cast<size_t>(end - begin), 0);
   long long finished = begin;  // rows before this one are finished and printed
   std::exception_ptr failure;
-  const auto loop = [&]() {
+  const auto fail = [&]() {
+    std::lock_guard<std::mutex> lock(mutex);
+    if (!failure) failure = std::current_exception();
+    finished_more.notify_all();
+    row_done.notify_all();
+  };
+  // The rows [first, last) on `work`, each marked done; without a finishing
+  // step, the rows ready are printed at once.
+  const auto run_rows = [&](const RowWorker& work, long long first, long long last) {
+    for (long long y = first; y < last; ++y) {
+      work(y);
+      std::lock_guard<std::mutex> lock(mutex);
+      done[static_cast<size_t>(y - begin)] = 1;
+      if (plan.finish) {
+        row_done.notify_all();
+        continue;
+      }
+      for (; finished < end && done[static_cast<size_t>(finished - begin)]; ++finished)
+        PrintRow(static_cast<int>(finished), plan.period);
+      finished_more.notify_all();
+    }
+  };
+  // A helper takes runs in order, waiting until the window lets them start.
+  const auto helper = [&]() {
     try {
       RowWorker work;
       {
@@ -92,31 +116,58 @@ void ForEachRow(const RowPlan& plan, const std::function<RowWorker()>& make_work
           finished_more.wait(lock, [&] { return first < finished + window || failure; });
           if (failure) return;
         }
-        const long long last = std::min(first + chunk, end);
-        for (long long y = first; y < last; ++y) {
-          work(y);
-          std::lock_guard<std::mutex> lock(mutex);
-          done[static_cast<size_t>(y - begin)] = 1;
-          for (; finished < end && done[static_cast<size_t>(finished - begin)]; ++finished) {
-            PrintRow(static_cast<int>(finished), plan.period);
-            if (plan.finish) plan.finish(finished);
-          }
+        run_rows(work, first, std::min(first + chunk, end));
+      }
+    } catch (...) {
+      fail();
+    }
+  };
+  // With a finishing step, the calling thread alone finishes the rows, in
+  // order, and does rows of its own while none is ready. Its list and
+  // allocations then stay in one thread, and the finishing step never waits
+  // for the lock of a helper.
+  const auto caller = [&]() {
+    try {
+      RowWorker work;
+      {
+        std::lock_guard<std::mutex> lock(mutex);
+        work = make_worker();
+      }
+      std::unique_lock<std::mutex> lock(mutex);
+      while (finished < end && !failure) {
+        if (done[static_cast<size_t>(finished - begin)]) {
+          const long long row = finished;
+          lock.unlock();
+          PrintRow(static_cast<int>(row), plan.period);
+          plan.finish(row);
+          lock.lock();
+          ++finished;
           finished_more.notify_all();
+        } else if (next_run < runs && begin + next_run * chunk < finished + window) {
+          // Never waits for the window: only this thread moves it.
+          const long long first = begin + next_run++ * chunk;
+          lock.unlock();
+          run_rows(work, first, std::min(first + chunk, end));
+          lock.lock();
+        } else {
+          // The row to finish is a helper's, under way.
+          row_done.wait(lock);
         }
       }
     } catch (...) {
-      std::lock_guard<std::mutex> lock(mutex);
-      if (!failure) failure = std::current_exception();
-      finished_more.notify_all();
+      fail();
     }
   };
   std::vector<std::thread> helpers;
   try {
-    for (int t = 1; t < threads; ++t) helpers.emplace_back(loop);
+    for (int t = 1; t < threads; ++t) helpers.emplace_back(helper);
   } catch (const std::system_error&) {
     // Fewer threads than asked for: the others take the remaining rows.
   }
-  loop();
+  if (plan.finish)
+    caller();
+  else
+    helper();
   for (std::thread& h : helpers) h.join();
   if (failure) std::rethrow_exception(failure);
 }

@@ -26,7 +26,8 @@ struct RowPlan {
   long long chunk = 1;  // rows handed out together, consecutive
   int threads = 1;
   // Called for every row in row order once it and the rows before are done,
-  // on whichever thread completed the chain (one at a time); may be empty.
+  // always on the calling thread, while the others go on with later rows;
+  // may be empty.
   std::function<void(long long y)> finish;
   // With `finish`: a row starts only when fewer than `window` rows before it
   // are unfinished (0: no limit), so that per-row buffers can be reused.

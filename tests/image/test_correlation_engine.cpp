@@ -7,11 +7,14 @@
 #include <cstring>
 #include <memory>
 #include <random>
+#include <stdexcept>
+#include <thread>
 #include <vector>
 
 #include "correlation_scene.h"
 #include "image/correlation_bounds.h"
 #include "image/correlation_engine.h"
+#include "image/correlation_rows.h"
 #include "image/median.h"
 #include "math/tmatrix.h"
 
@@ -202,3 +205,34 @@ TEST(ScoreBound, HoldsOnWindowsWithLargeMeanAndSmallSpread) {
 }
 
 }  // namespace
+
+TEST(RowQueue, TheCallerFinishesInOrderAndAFailureStopsEveryThread) {
+  for (const long long fail_at : {-1LL, 57LL}) {
+    std::vector<long long> finished;
+    std::vector<std::thread::id> finishers;
+    correlation::RowPlan plan;
+    plan.begin = 1, plan.end = 200, plan.period = 1000, plan.threads = 3, plan.window = 4;
+    plan.finish = [&](long long y) {
+      finished.push_back(y);
+      finishers.push_back(std::this_thread::get_id());
+    };
+    const auto run = [&] {
+      correlation::ForEachRow(plan, [&]() -> correlation::RowWorker {
+        return [&](long long y) {
+          if (y == fail_at) throw std::runtime_error("row");
+        };
+      });
+    };
+    if (fail_at < 0) {
+      run();
+      ASSERT_EQ(finished.size(), 199u);
+    } else {
+      EXPECT_THROW(run(), std::runtime_error);
+      ASSERT_LT(finished.size(), 57u);
+    }
+    for (size_t i = 0; i < finished.size(); ++i) {
+      EXPECT_EQ(finished[i], static_cast<long long>(i) + 1);
+      EXPECT_EQ(finishers[i], std::this_thread::get_id());
+    }
+  }
+}
