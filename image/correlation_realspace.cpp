@@ -185,18 +185,12 @@ constexpr long long kSlotBytes = 64LL << 20;  // for all the rows computed ahead
 // collected for the first pass, bin b + 1 through the previous pass for the
 // others, bin b - 1 through this pass. Before its first pass, bin b's
 // collected matches are written to the disparity image, as they would be
-// after the collection. The counts each stage leaves are kept for the lines
-// printed at the end.
+// after the collection. What each pass changes in the list's totals is kept
+// for the lines printed at the end.
 class Growth {
  public:
   Growth(TDispImage& out, TCandidateList& list, bool non_negative)
       : out_(out), list_(list), non_negative_(non_negative) {}
-
-  // Counts a change of the list's totals made by the collection.
-  void Collected(int nmatches_before, int nitems_before) {
-    delta_matches_[0] += list_.nmatches - nmatches_before;
-    delta_items_[0] += list_.nitems - nitems_before;
-  }
 
   // Runs every step that the bins below `ready`, all of whose rows have been
   // collected, allow.
@@ -215,10 +209,12 @@ class Growth {
     }
   }
 
-  // The described lines, once every step has run.
-  void Print(int nmatches_before, int nitems_before) const {
-    int nmatches = nmatches_before, nitems = nitems_before;
-    nmatches += delta_matches_[0], nitems += delta_items_[0];
+  // The described lines, once every step has run: the totals after the
+  // collection are the final ones without what the passes changed.
+  void Print() const {
+    int nmatches = list_.nmatches, nitems = list_.nitems;
+    for (int stage = 1; stage < 4; ++stage)
+      nmatches -= delta_matches_[stage], nitems -= delta_items_[stage];
     std::printf("lmatches: %d, nmatches: %d, nitems:%d\n", list_.lmatches, nmatches, nitems);
     for (int stage = 1; stage < 4; ++stage) {
       for (int bin = 0; bin < list_.bins; bin += kBinPeriod) std::printf("%d ", bin);
@@ -256,6 +252,7 @@ class Growth {
   TCandidateList& list_;
   bool non_negative_;
   int done_[4] = {0, 0, 0, 0};  // bins through each stage
+  // What each pass (1 to 3) changed in the list's totals.
   int delta_matches_[4] = {0, 0, 0, 0}, delta_items_[4] = {0, 0, 0, 0};
 };
 
@@ -280,13 +277,10 @@ int TDispImage::CalculateCorrelations3BandRealSpace(TImage* left, TImage* right,
   // Collected candidates have similarities above the threshold and matches
   // 1.0, and the passes set only 1.0: the support sums can stop early when
   // the threshold and what the list already holds are not negative.
-  const int nmatches_before = list.nmatches, nitems_before = list.nitems;
   Growth growth(*this, list, threshold >= 0.0 && list.SimilaritiesNonNegative());
   const auto smooth_and_collect = [&](long long y) {
     scores.Convolve(kernel);
-    const int nmatches = list.nmatches, nitems = list.nitems;
     Collect(scores, W, static_cast<int>(y), mind, threshold, list);
-    growth.Collected(nmatches, nitems);
     // Bins below (y + 1) / 8 hold all their rows.
     growth.Advance(static_cast<int>(std::min<long long>(list.bins, (y + 1) / 8)));
   };
@@ -294,9 +288,9 @@ int TDispImage::CalculateCorrelations3BandRealSpace(TImage* left, TImage* right,
   plan.begin = kMargin, plan.end = H - kMargin, plan.period = kRowPeriod;
   plan.threads = correlation::ThreadsFor(*this, {left, right});
   const size_t row_entries = static_cast<size_t>(scores.nRows) * static_cast<size_t>(n);
-  const long long slots =
-      std::min<long long>(4LL * plan.threads,
-                          kSlotBytes / std::max<long long>(1, static_cast<long long>(row_entries) * 8));
+  const long long slots = std::min<long long>(
+      4LL * plan.threads,
+      kSlotBytes / std::max<long long>(1, static_cast<long long>(row_entries) * 8));
   if (plan.threads > 1 && slots >= 2) {
     // The other threads compute the scores of the rows ahead into slots.
     std::vector<ScoreSlot> slot(static_cast<size_t>(slots));
@@ -351,7 +345,7 @@ int TDispImage::CalculateCorrelations3BandRealSpace(TImage* left, TImage* right,
   }
 
   growth.Advance(list.bins);
-  growth.Print(nmatches_before, nitems_before);
+  growth.Print();
   correlation::PrintDone();
   return 1;
 }

@@ -1,5 +1,4 @@
 #include "math/tmatrix.h"
-#include "util/terminate.h"
 
 #include <sys/stat.h>
 
@@ -7,6 +6,8 @@
 #include <cmath>
 #include <cstdlib>
 #include <limits>
+
+#include "util/terminate.h"
 
 namespace {
 
@@ -440,7 +441,9 @@ int TMatrix::Convolve(const TMatrix& kernel) {
   const size_t width = static_cast<size_t>(nCols);
   const size_t depth = static_cast<size_t>(hr) + 1;
   std::vector<double> ring(depth * width);
-  const auto result = [&](int row) { return ring.data() + static_cast<size_t>(row) % depth * width; };
+  const auto result = [&](int row) {
+    return ring.data() + static_cast<size_t>(row) % depth * width;
+  };
   for (int r = 0; r < nRows + hr; ++r) {
     if (r < nRows) {
       double* o = result(r);

@@ -13,8 +13,8 @@
 
 #include "candidate_reference.h"
 #include "correlation_scene.h"
-#include "image/tdispimage.h"
 #include "image/tcandidatelist.h"
+#include "image/tdispimage.h"
 
 using testsupport::ReadFile;
 
@@ -125,7 +125,8 @@ TEST(CandidateList, SupportAcrossBinsAndStores) {
 TEST(CandidateList, SupportMatchesThePlainListBitForBit) {
   std::mt19937 gen(11);
   const auto pick = [&](int lo, int hi) { return std::uniform_int_distribution<int>(lo, hi)(gen); };
-  for (const auto& [weights, lowest] : {std::pair(1.0, -100), std::pair(40.0, -100), std::pair(40.0, 0)}) {
+  for (const auto& [weights, lowest] :
+       {std::pair(1.0, -100), std::pair(40.0, -100), std::pair(40.0, 0)}) {
     TCandidateList list(48, weights, weights * 1.5);
     reference::LiteralList plain(48, weights, weights * 1.5);
     for (int step = 0; step < 3000; ++step) {
