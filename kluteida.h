@@ -7,6 +7,7 @@
 #include "camera/tcamvor.h"
 #include "camera/tepipairtransform.h"
 #include "geometry/calc_coord.h"
+#include "geometry/coordextent.h"
 #include "geometry/overlap.h"
 #include "geometry/planar.h"
 #include "geometry/projection.h"
@@ -14,6 +15,7 @@
 #include "geometry/tbox.h"
 #include "geometry/tcoord.h"
 #include "geometry/tcoordbuffer.h"
+#include "geometry/tcoordfile.h"
 #include "geometry/tpoint3d.h"
 #include "geometry/tpointfilm.h"
 #include "geometry/tpointimg.h"
@@ -31,6 +33,7 @@
 #include "util/compare.h"
 #include "util/error_msg.h"
 #include "util/find_flag.h"
+#include "util/large_buffer.h"
 #include "util/nomfic.h"
 #include "util/testtiff.h"
 

@@ -60,6 +60,12 @@ class TCoordBuffer {
     return true;
   }
 
+  void Swap(TCoordBuffer& other) {
+    std::swap(elements_, other.elements_);
+    std::swap(map_, other.map_);
+    std::swap(size_, other.size_);
+  }
+
   std::size_t size() const { return size_; }
   bool empty() const { return size_ == 0; }
   TPoint3Di* data() { return elements_; }

@@ -9,6 +9,7 @@
 
 #include "image/timage.h"
 #include "util/error_msg.h"
+#include "util/large_buffer.h"
 
 namespace image_formats {
 
@@ -58,15 +59,17 @@ unsigned long long PixelCount(const TImage& image) {
   return static_cast<unsigned long long>(image.width) * image.height * image.frames;
 }
 
-bool AllocatePixels(TImage& image) {
+bool AllocatePixels(TImage& image, bool cleared) {
   const unsigned long long count = PixelCount(image);
   // Size() and FrameSize() count bytes in 32 bits: a larger image cannot be
   // described by them, so it is refused rather than allocated.
   if (count * static_cast<unsigned>(image.BytesPerPixel()) > UINT32_MAX) return false;
   // At least one element, so that an empty image still owns a buffer.
-  image.data = static_cast<unsigned char*>(
-      std::calloc(count ? count : 1, static_cast<size_t>(image.BytesPerPixel())));
-  return image.data != nullptr;
+  const size_t bytes = (count ? count : 1) * static_cast<size_t>(image.BytesPerPixel());
+  image.data = static_cast<unsigned char*>(AllocateLarge(bytes));
+  if (!image.data) return false;
+  if (cleared) std::memset(image.data, 0, bytes);
+  return true;
 }
 
 int ReadPixels(TImage& image, std::FILE* f, int short_status) {
@@ -74,7 +77,7 @@ int ReadPixels(TImage& image, std::FILE* f, int short_status) {
   const unsigned size = static_cast<unsigned>(image.BytesPerPixel());
   const long long left = BytesLeft(f);
   if (left >= 0 && static_cast<unsigned long long>(left) / size < count) return short_status;
-  if (!AllocatePixels(image)) return kNoMemory;
+  if (!AllocatePixels(image, false)) return kNoMemory;
   if (std::fread(image.data, size, count, f) < count) {
     std::free(image.data);
     image.data = nullptr;

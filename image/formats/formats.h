@@ -91,9 +91,10 @@ File OpenForReading(const char* name);
 long long BytesLeft(std::FILE* f);
 // width x height x frames elements of the image's type, counted in 64 bits.
 unsigned long long PixelCount(const TImage& image);
-// Gives the image a zero-filled buffer for PixelCount elements. False when
-// the size does not fit the image's 32-bit byte counts or memory runs out.
-bool AllocatePixels(TImage& image);
+// Gives the image a buffer for PixelCount elements, zero-filled unless the
+// caller is about to overwrite all of it. False when the size does not fit
+// the image's 32-bit byte counts or memory runs out.
+bool AllocatePixels(TImage& image, bool cleared = true);
 // Allocates and fills the buffer with one read of PixelCount elements.
 // A file too short for the claimed size returns `short_status` before any
 // allocation.

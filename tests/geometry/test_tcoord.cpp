@@ -4,16 +4,22 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <climits>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <random>
 #include <string>
 #include <tuple>
 #include <vector>
 
+#include "geometry/coordextent.h"
 #include "geometry/tcoord.h"
+#include "geometry/tcoordfile.h"
 #include "geometry_test_util.h"
 #include "image/timage.h"
 #include "test_support.h"
@@ -209,6 +215,93 @@ TEST(CoordExtent, SeedLineThenFinalLine) {
   const std::string name = dir.file("e.cor");
   EXPECT_EQ(RunInChild([&] { TCoord(name.c_str()).SetMinMax(); }).out,
             CoordOpened(name) + "0 0 0 0 0 0\n0 0 0 0 0 0\n");
+}
+
+// Long runs (the vectorised walk), wrapping sums and every kind of invalid
+// point, given whole or cut into pieces joined in order, against the
+// extent worked out point by point in 64 bits.
+TEST(CoordExtent, RunsAndPiecesGiveThePlainExtent) {
+  std::mt19937 rng(7);
+  for (int trial = 0; trial < 40; ++trial) {
+    const TPoint3Di offset(static_cast<int>(rng()), static_cast<int>(rng()) % 1000,
+                           trial % 5 == 0 ? INT_MAX : static_cast<int>(rng() % 2001) - 1000);
+    std::vector<TPoint3Di> run(rng() % 90);
+    for (TPoint3Di& s : run) {
+      s = TPoint3Di(static_cast<int>(rng()), static_cast<int>(rng() % 20001) - 10000,
+                    static_cast<int>(rng() % 4001) - 2000);
+      if (rng() % 4 == 0) s.z = 0;  // an empty pixel
+    }
+    bool seeded = false;
+    long long seed[3] = {}, lo[3] = {}, hi[3] = {};
+    for (const TPoint3Di& s : run) {
+      const long long sum[3] = {s.x + static_cast<long long>(offset.x),
+                                s.y + static_cast<long long>(offset.y),
+                                s.z + static_cast<long long>(offset.z)};
+      long long p[3];
+      for (int k = 0; k < 3; ++k) p[k] = static_cast<int>(static_cast<unsigned>(sum[k]));
+      if (s.z == 0 || p[2] <= 0) continue;
+      for (int k = 0; k < 3; ++k) {
+        if (!seeded) seed[k] = lo[k] = hi[k] = p[k];
+        lo[k] = std::min(lo[k], p[k]);
+        hi[k] = std::max(hi[k], p[k]);
+      }
+      seeded = true;
+    }
+    const std::string expected =
+        seeded ? Format("%lld %lld %lld %lld %lld %lld\n%lld %lld %lld %lld %lld %lld\n", seed[0],
+                        seed[0], seed[1], seed[1], seed[2], seed[2], lo[0], hi[0], lo[1], hi[1],
+                        lo[2], hi[2])
+               : "1 2 3 4 5 6\n1 2 3 4 5 6\n";
+    // Whole, then in up to four pieces (some empty).
+    std::size_t cuts[3] = {rng() % (run.size() + 1), rng() % (run.size() + 1),
+                           rng() % (run.size() + 1)};
+    std::sort(cuts, cuts + 3);
+    const std::size_t bounds[] = {0, cuts[0], cuts[1], cuts[2], run.size()};
+    CoordExtent whole(offset), pieces(offset);
+    whole.Add(run.data(), run.size());
+    for (int k = 0; k < 4; ++k) {
+      CoordExtent piece(offset);
+      piece.Add(run.data() + bounds[k], bounds[k + 1] - bounds[k]);
+      pieces.Append(piece);
+    }
+    for (const CoordExtent* e : {&whole, &pieces}) {
+      TPoint3Di min(1, 3, 5), max(2, 4, 6);
+      EXPECT_EQ(RunInChild([&] { e->Report(min, max); }).out, expected) << trial;
+    }
+  }
+}
+
+// The rows of a raster read where they lie in a regular file, and from a
+// pipe, which is read whole on opening.
+TEST(CoordRead, RowsFromAFileOrAPipe) {
+  TempDir dir;
+  std::vector<std::array<int, 3>> points;
+  for (int k = 0; k < 12; ++k) points.push_back({k, -k, 100 + k});
+  dir.Write(
+      {{"r.cor", CoordBytes(points)}, {"r.dim", "3 4 0\n0 0 0\n"}, {"p.dim", "3 4 0\n0 0 0\n"}});
+  const std::string regular = dir.file("r.cor"), pipe = dir.file("p.cor");
+  ASSERT_EQ(mkfifo(pipe.c_str(), 0600), 0);
+  const auto rows = [&](const std::string& name) {
+    const ChildResult r = RunInChild([&] {
+      if (name == pipe && fork() == 0) {  // the writer
+        WriteFile(pipe, CoordBytes(points));
+        _exit(0);
+      }
+      TCoordFile file(name.c_str());
+      TPoint3Di out[6];
+      std::printf("|%d", file.ReadRows(1, 2, out));
+      for (const TPoint3Di& p : out) std::printf(" %d", p.x);
+      std::printf("|%d%d%d", file.ReadRows(4, 0, out), file.ReadRows(3, 2, out),
+                  file.ReadRows(5, 0, out));
+      TCoordBuffer all;
+      file.ReadAll(all);
+      std::printf("|%zu %d", all.size(), all[11].z);
+    });
+    return r.out;
+  };
+  const std::string expected = "|1 3 4 5 6 7 8|100|12 111";
+  EXPECT_EQ(rows(regular), "Opening file " + regular + "..." + expected);
+  EXPECT_EQ(rows(pipe), "Opening file " + pipe + "..." + expected);
 }
 
 TEST(CoordSave, WritesFilePairAndWindows) {
