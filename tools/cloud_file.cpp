@@ -15,6 +15,10 @@
 
 namespace {
 
+const char kErrFileRead[] = "ER_FILE_READ";
+const char kErrFileWrite[] = "ER_FILE_WRITE";
+const char kErrMemAlloc[] = "ER_MEM_ALLOC";
+
 // The cloud being written, for the exit handler.
 PointCloudFile* pending_cloud = nullptr;
 
@@ -65,16 +69,34 @@ bool PointCloudFile::StartColour(std::size_t index, unsigned char rgb[3]) {
 }
 
 bool PointCloudFile::Process(const Chunk& chunk, Worker& worker) {
-  const std::size_t pixels = static_cast<std::size_t>(chunk.rows.end - chunk.rows.begin) *
-                             static_cast<std::size_t>(chunk.coord->width);
-  const std::size_t room = pixels * kMaxPointLineLength + kPointLineRoom;
-  if (worker.text.size() < room) worker.text.resize(room);
-  char* out = worker.text.data();
+  const std::size_t row_count = static_cast<std::size_t>(chunk.rows.end - chunk.rows.begin);
+  const std::size_t pixels = row_count * static_cast<std::size_t>(chunk.grid.width);
+  const std::size_t first_row = static_cast<std::size_t>(chunk.rows.begin - chunk.grid.y0);
+  const TPoint3Di* stored = chunk.stored ? chunk.stored + first_row * chunk.grid.width : nullptr;
+  char* out = worker.text.Reserve(pixels * kMaxPointLineLength + kPointLineRoom);
+  if (chunk.file) {
+    auto* rows = reinterpret_cast<TPoint3Di*>(worker.rows.Reserve(pixels * sizeof(TPoint3Di)));
+    if (!out || !rows) return Stop(worker, kErrMemAlloc);
+    if (!chunk.file->ReadRows(first_row, row_count, rows)) return Stop(worker, kErrFileRead);
+    stored = rows;
+  }
+  if (!out) return Stop(worker, kErrMemAlloc);
+  char* const text = out;
+  // The chunk's share of the raster's extent, while its rows are at hand.
+  CoordExtent extent(chunk.grid.offset);
+  if (chunk.extent) {
+    const CoordExtent::Window w =
+        CoordExtent::WindowOf(chunk.grid.width, chunk.grid.height, chunk.grid.x0, chunk.grid.y0);
+    for (std::size_t r = std::max(first_row, w.row_begin);
+         r < std::min(first_row + row_count, w.row_end); ++r)
+      extent.Add(stored + (r - first_row) * chunk.grid.width + w.col_begin,
+                 w.col_end - w.col_begin);
+  }
   unsigned char rgb[3] = {0, 0, 0};
   bool known = false;  // whether rgb holds the colour the serial walk would
   ColourRow row(*chunk.image, 0);
   WalkRows(
-      *chunk.coord, chunk.rows, [&](int y) { row = ColourRow(*chunk.image, y); },
+      chunk.grid, chunk.rows, stored, [&](int y) { row = ColourRow(*chunk.image, y); },
       [&](int x, const TPoint3Di& p) {
         if (!AcceptPoint(p.x, p.y, p.z, chunk.box)) return;
         if (!known) {
@@ -84,7 +106,7 @@ bool PointCloudFile::Process(const Chunk& chunk, Worker& worker) {
         row.Fetch(x, rgb);
         out = worker.formatter->Format(p.x, p.y, p.z, rgb, out);
       });
-  const std::size_t length = static_cast<std::size_t>(out - worker.text.data());
+  const std::size_t length = static_cast<std::size_t>(out - text);
   {
     std::unique_lock<std::mutex> lock(mutex_);
     if (&worker == &helper_worker_) {
@@ -93,16 +115,18 @@ bool PointCloudFile::Process(const Chunk& chunk, Worker& worker) {
     }
     changed_.wait(lock, [&] { return written_ == chunk.index || failed_ || stopping_; });
     if (failed_ || stopping_) return false;
-    if (known) std::memcpy(colour_, rgb, 3);  // a chunk without points passes it on
+    if (known) std::memcpy(colour_, rgb, 3);         // a chunk without points passes it on
+    if (chunk.extent) chunk.extent->Append(extent);  // in the order of the rows
     published_ = chunk.index + 1;
     changed_.notify_all();
   }
-  const bool ok = WriteAll(fd_, worker.text.data(), length);
+  const bool ok = WriteAll(fd_, text, length);
   std::lock_guard<std::mutex> lock(mutex_);
   if (ok) {
     written_ = chunk.index + 1;
-  } else {
+  } else if (!failed_) {
     failed_ = true;
+    failure_ = kErrFileWrite;
   }
   changed_.notify_all();
   return ok;
@@ -127,14 +151,30 @@ void PointCloudFile::HelperLoop() {
 }
 
 void PointCloudFile::AddPair(const TCoord& coord, TImage& image, const ExportBox* box) {
-  const RasterRows all = RowsOf(coord);
+  if (!AddChunks(GridOf(coord), coord.data.data(), nullptr, image, box, nullptr)) Fail();
+}
+
+bool PointCloudFile::AddPair(const TCoordFile& file, TImage& image, const ExportBox* box,
+                             CoordExtent* extent) {
+  *extent = CoordExtent(file.offset);
+  if (AddChunks(GridOf(file), nullptr, &file, image, box, extent)) return true;
+  Abandon();
+  return false;
+}
+
+bool PointCloudFile::AddChunks(const RasterGrid& grid, const TPoint3Di* stored,
+                               const TCoordFile* file, TImage& image, const ExportBox* box,
+                               CoordExtent* extent) {
+  const RasterRows all = RowsOf(grid);
   const long long rows_per_chunk =
-      std::max<long long>(1, static_cast<long long>(kChunkPixels) / std::max(1, int{coord.width}));
+      std::max<long long>(1, static_cast<long long>(kChunkPixels) / std::max(1, grid.width));
   std::vector<Chunk> own;
   {
     std::lock_guard<std::mutex> lock(mutex_);
     for (long long y = all.begin; y < all.end; y += rows_per_chunk) {
-      const Chunk chunk{chunks_++, &coord, &image, box, {y, std::min(y + rows_per_chunk, all.end)}};
+      const Chunk chunk{
+          chunks_++, grid, stored, file, &image, box, {y, std::min(y + rows_per_chunk, all.end)},
+          extent};
       if (chunk.index % 2 == 0 || !helper_.joinable()) {
         own.push_back(chunk);
       } else {
@@ -150,14 +190,11 @@ void PointCloudFile::AddPair(const TCoord& coord, TImage& image, const ExportBox
       ok = Process(chunk, own_);
     } catch (const Stopped&) {
     }
-    if (!ok) WriteFailed();
+    if (!ok) return false;
   }
   std::unique_lock<std::mutex> lock(mutex_);
   changed_.wait(lock, [&] { return helper_busy_ == 0 || failed_; });
-  if (failed_) {
-    lock.unlock();
-    WriteFailed();
-  }
+  return !failed_;
 }
 
 void PointCloudFile::StopHelper() {
@@ -170,9 +207,20 @@ void PointCloudFile::StopHelper() {
   helper_.join();
 }
 
-void PointCloudFile::WriteFailed() {
+bool PointCloudFile::Stop(Worker& worker, const char* failure) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  if (&worker == &helper_worker_) --helper_busy_;
+  if (!failed_) {
+    failed_ = true;
+    failure_ = failure;
+  }
+  changed_.notify_all();
+  return false;
+}
+
+void PointCloudFile::Fail() {
   Abandon();
-  error_msg("ER_FILE_WRITE");
+  error_msg(failure_);
 }
 
 void PointCloudFile::Commit() {
@@ -181,7 +229,7 @@ void PointCloudFile::Commit() {
     changed_.wait(lock, [&] { return written_ == chunks_ || failed_; });
   }
   StopHelper();
-  if (failed_ || ::close(std::exchange(fd_, -1)) != 0) WriteFailed();
+  if (failed_ || ::close(std::exchange(fd_, -1)) != 0) Fail();
   if (std::rename(part_path_.c_str(), path_.c_str()) != 0) {
     Abandon();
     error_msg(("Cannot create the file " + path_).c_str());

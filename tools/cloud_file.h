@@ -27,6 +27,7 @@
 #include "image/timage.h"
 #include "tools/export.h"
 #include "tools/point_format.h"
+#include "util/large_buffer.h"
 
 // The lines go to a temporary file beside the cloud ("<name>.part") that
 // becomes the cloud on Commit. If the process ends before (a reader's fatal
@@ -49,6 +50,11 @@ class PointCloudFile {
   // Returns once the helper no longer reads the raster or the image. A failed
   // write ends the process with ER_FILE_WRITE.
   void AddPair(const TCoord& coord, TImage& image, const ExportBox* box);
+  // The same with the raster's rows read from its file as the lines are made,
+  // gathering on the way the extent that SetMinMax would find. Returns false
+  // when rows could not be read or a write failed: the cloud is then
+  // abandoned, and Fail ends the process with the message.
+  bool AddPair(const TCoordFile& file, TImage& image, const ExportBox* box, CoordExtent* extent);
 
   // Waits for every line to be written, closes and gives the file its final
   // name. A failed write ends the process with ER_FILE_WRITE.
@@ -58,29 +64,42 @@ class PointCloudFile {
   // ending early).
   void Abandon();
 
+  // Abandons the cloud and ends the process with the failure's message:
+  // ER_FILE_READ, ER_FILE_WRITE or ER_MEM_ALLOC.
+  [[noreturn]] void Fail();
+
  private:
   struct Chunk {
     std::size_t index;  // in the whole cloud: the order of writing
-    const TCoord* coord;
+    RasterGrid grid;
+    const TPoint3Di* stored;  // the raster's first row in memory, or null
+    const TCoordFile* file;   // else where its rows are read
     TImage* image;
     const ExportBox* box;
     RasterRows rows;
+    CoordExtent* extent;  // the pair's extent, gathered chunk by chunk; or null
   };
   // What one thread needs to format its chunks.
   struct Worker {
     std::unique_ptr<PointLineFormatter> formatter = std::make_unique<PointLineFormatter>();
-    std::vector<char> text;
+    LargeBuffer text;
+    LargeBuffer rows;  // the chunk's rows read from a file
   };
   class Stopped {};  // thrown in the helper when the cloud is abandoned
 
-  // Formats and writes one chunk; false when it could not (a write failed,
-  // or the cloud is being abandoned).
+  // false on a failure.
+  bool AddChunks(const RasterGrid& grid, const TPoint3Di* stored, const TCoordFile* file,
+                 TImage& image, const ExportBox* box, CoordExtent* extent);
+  // Formats and writes one chunk; false when it could not (a read or a write
+  // failed, or the cloud is being abandoned).
   bool Process(const Chunk& chunk, Worker& worker);
   // The colour left by the chunks before `index`; false when stopped.
   bool StartColour(std::size_t index, unsigned char rgb[3]);
   void HelperLoop();
   void StopHelper();
-  [[noreturn]] void WriteFailed();
+  // Records a failure of the worker's chunk before its lines were made;
+  // returns false.
+  bool Stop(Worker& worker, const char* failure);
 
   std::string path_;
   std::string part_path_;
@@ -92,12 +111,13 @@ class PointCloudFile {
 
   std::mutex mutex_;
   std::condition_variable changed_;
-  std::deque<Chunk> queue_;     // the helper's chunks, in order
-  std::size_t helper_busy_ = 0;  // of the helper's chunks, those not formatted yet
-  std::size_t published_ = 0;    // chunks whose end colour is known, in order
+  std::deque<Chunk> queue_;              // the helper's chunks, in order
+  std::size_t helper_busy_ = 0;          // of the helper's chunks, those not formatted yet
+  std::size_t published_ = 0;            // chunks whose end colour is known, in order
   unsigned char colour_[3] = {0, 0, 0};  // the end colour of chunk published_ - 1
-  std::size_t written_ = 0;      // chunks written, in order
+  std::size_t written_ = 0;              // chunks written, in order
   bool failed_ = false;
+  const char* failure_ = "ER_FILE_WRITE";  // the message the process ends with
   bool stopping_ = false;
   std::thread helper_;
 };

@@ -3,10 +3,16 @@
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
+#include <functional>
 #include <string>
+#include <system_error>
+#include <thread>
+#include <vector>
 
+#include "geometry/wrapint.h"
 #include "util/error_msg.h"
 #include "util/find_flag.h"
+#include "util/large_buffer.h"
 
 const char kExportUsage[] =
     "Usage: <nbr images> <coor 1> <image 1> ... <coor N> <image N> <point.bin> "
@@ -49,14 +55,114 @@ void FetchColourByBands(TImage& image, int x, int y, unsigned char rgb[3]) {
   }
 }
 
-long long CountAccepted(const TCoord& coord, const ExportBox* box) {
+long long CountAcceptedRun(const TPoint3Di* stored, std::size_t n, TPoint3Di offset,
+                           const ExportBox* box) {
   long long count = 0;
-  WalkRows(
-      coord, RowsOf(coord), [](int) {},
-      [&](int, const TPoint3Di& p) {
-        if (AcceptPoint(p.x, p.y, p.z, box)) ++count;
-      });
+  if (!box) {
+    // z >= 1 once the offset is added; a stored z of 0 stays 0.
+    for (std::size_t i = 0; i < n; ++i) {
+      const int z = stored[i].z;
+      count += z != 0 && geometry_detail::WrapAdd(z, offset.z) >= 1;
+    }
+    return count;
+  }
+  for (std::size_t i = 0; i < n; ++i) {
+    const TPoint3Di& s = stored[i];
+    const TPoint3Di p = s.z == 0 ? s : s + offset;
+    count += AcceptPoint(p.x, p.y, p.z, box);
+  }
   return count;
+}
+
+long long CountAccepted(const TCoord& coord, const ExportBox* box) {
+  const RasterGrid grid = GridOf(coord);
+  const RasterRows rows = RowsOf(grid), columns = ColumnsOf(grid);
+  long long count = 0;
+  for (long long y = rows.begin; y < rows.end; ++y)
+    count +=
+        CountAcceptedRun(coord.data.data() + static_cast<std::size_t>(y - rows.begin) * coord.width,
+                         static_cast<std::size_t>(columns.end - columns.begin), grid.offset, box);
+  return count;
+}
+
+namespace {
+
+// Stored rows read at a time: few enough to stay in the core's cache between
+// the read and the walks.
+constexpr std::size_t kScanBlockBytes = std::size_t{256} << 10;
+
+std::size_t BlockRows(std::size_t width) {
+  return std::max<std::size_t>(
+      1, kScanBlockBytes / sizeof(TPoint3Di) / std::max<std::size_t>(1, width));
+}
+
+// What one thread gathers over the stored rows [begin, end).
+struct ScanPart {
+  explicit ScanPart(TPoint3Di offset) : extent(offset) {}
+  CoordExtent extent;
+  long long accepted = 0;
+  bool read = true;
+};
+
+void ScanRows(const TCoordFile& file, const ExportBox* box, bool count, std::size_t begin,
+              std::size_t end, TPoint3Di* stored, ScanPart* part) {
+  const RasterGrid grid = GridOf(file);
+  const RasterRows rows = RowsOf(grid), columns = ColumnsOf(grid);
+  const std::size_t walk_rows = static_cast<std::size_t>(rows.end - rows.begin);
+  const std::size_t walk_columns = static_cast<std::size_t>(columns.end - columns.begin);
+  const CoordExtent::Window window =
+      CoordExtent::WindowOf(grid.width, grid.height, grid.x0, grid.y0);
+  const std::size_t width = file.width;
+  const std::size_t block = BlockRows(width);
+  for (std::size_t first = begin; first < end; first += block) {
+    const std::size_t n = std::min(block, end - first);
+    if (!file.ReadRows(first, n, stored)) {
+      part->read = false;
+      return;
+    }
+    for (std::size_t r = first; r < first + n; ++r) {
+      const TPoint3Di* row = stored + (r - first) * width;
+      if (count && r < walk_rows)
+        part->accepted += CountAcceptedRun(row, walk_columns, grid.offset, box);
+      if (r >= window.row_begin && r < window.row_end)
+        part->extent.Add(row + window.col_begin, window.col_end - window.col_begin);
+    }
+  }
+}
+
+}  // namespace
+
+bool ScanRaster(const TCoordFile& file, const ExportBox* box, CoordExtent* extent,
+                long long* accepted) {
+  const RasterGrid grid = GridOf(file);
+  const std::size_t walk_rows = static_cast<std::size_t>(RowsOf(grid).end - RowsOf(grid).begin);
+  const std::size_t rows =
+      file.width == 0
+          ? 0
+          : std::max(accepted ? walk_rows : 0,
+                     CoordExtent::WindowOf(grid.width, grid.height, grid.x0, grid.y0).row_end);
+  const std::size_t half = rows / 2;
+  // One block for each thread, in one allocation.
+  const std::size_t block = BlockRows(file.width) * file.width;
+  LargeBuffer buffer;
+  auto* stored = reinterpret_cast<TPoint3Di*>(buffer.Reserve(2 * block * sizeof(TPoint3Di)));
+  if (!stored) error_msg("ER_MEM_ALLOC");
+  ScanPart first(grid.offset), second(grid.offset);
+  std::thread helper;
+  try {
+    helper = std::thread(ScanRows, std::cref(file), box, accepted != nullptr, half, rows,
+                         stored + block, &second);
+  } catch (const std::system_error&) {
+    // No thread to be had: the calling thread reads both halves.
+    ScanRows(file, box, accepted != nullptr, half, rows, stored + block, &second);
+  }
+  ScanRows(file, box, accepted != nullptr, 0, half, stored, &first);
+  if (helper.joinable()) helper.join();
+  if (!first.read || !second.read) return false;
+  first.extent.Append(second.extent);
+  *extent = first.extent;
+  if (accepted) *accepted = first.accepted + second.accepted;
+  return true;
 }
 
 void WriteCountFile(const char* path, int count) {

@@ -8,7 +8,9 @@
 #include <cstddef>
 #include <vector>
 
+#include "geometry/coordextent.h"
 #include "geometry/tcoord.h"
+#include "geometry/tcoordfile.h"
 #include "image/timage.h"
 
 extern const char kExportUsage[];
@@ -99,37 +101,70 @@ inline void FetchColour(TImage& image, int x, int y, unsigned char rgb[3]) {
   ColourRow(image, y).Fetch(x, rgb);
 }
 
+// Where a raster lies on the global grid and what is added to its stored
+// points: what a walk needs besides the points.
+struct RasterGrid {
+  int x0, y0;
+  int width, height;
+  TPoint3Di offset;
+};
+template <class Raster>  // TCoord or TCoordFile
+RasterGrid GridOf(const Raster& raster) {
+  return {raster.x0, raster.y0, raster.width, raster.height, raster.offset};
+}
+
 // The global rows y0 .. y0 + height - 1 of a raster, the last kept within
-// the int range.
+// the int range; likewise its columns.
 struct RasterRows {
   long long begin, end;
 };
-inline RasterRows RowsOf(const TCoord& coord) {
-  return {coord.y0, std::min<long long>(static_cast<long long>(coord.y0) + coord.height,
-                                        static_cast<long long>(INT_MAX) + 1)};
+inline RasterRows RowsOf(const RasterGrid& grid) {
+  return {grid.y0, std::min<long long>(static_cast<long long>(grid.y0) + grid.height,
+                                       static_cast<long long>(INT_MAX) + 1)};
+}
+inline RasterRows RowsOf(const TCoord& coord) { return RowsOf(GridOf(coord)); }
+inline RasterRows ColumnsOf(const RasterGrid& grid) {
+  return {grid.x0, std::min<long long>(static_cast<long long>(grid.x0) + grid.width,
+                                       static_cast<long long>(INT_MAX) + 1)};
 }
 
 // Calls start_row(y) and then visit(x, point) for every pixel of the rows
 // [rows.begin, rows.end) of the raster's global grid, columns in order; the
-// points are what GetCoord gives, read along each row. Bounds are in 64 bits:
-// an origin near INT_MAX cannot wrap the loop.
+// points are what GetCoord gives. `stored` holds those rows, the first at
+// stored[0]. Bounds are in 64 bits: an origin near INT_MAX cannot wrap the loop.
 template <class StartRow, class Visit>
-void WalkRows(const TCoord& coord, RasterRows rows, StartRow start_row, Visit visit) {
-  const long long x_end = std::min<long long>(static_cast<long long>(coord.x0) + coord.width,
-                                              static_cast<long long>(INT_MAX) + 1);
-  const TPoint3Di offset = coord.offset;
+void WalkRows(const RasterGrid& grid, RasterRows rows, const TPoint3Di* stored, StartRow start_row,
+              Visit visit) {
+  const RasterRows columns = ColumnsOf(grid);
   for (long long y = rows.begin; y < rows.end; ++y) {
     start_row(static_cast<int>(y));
-    const TPoint3Di* row = coord.data.data() + static_cast<std::size_t>(y - coord.y0) * coord.width;
-    for (long long x = coord.x0; x < x_end; ++x) {
-      const TPoint3Di& stored = row[x - coord.x0];
-      visit(static_cast<int>(x), stored.z == 0 ? stored : stored + offset);
+    const TPoint3Di* row = stored + static_cast<std::size_t>(y - rows.begin) * grid.width;
+    for (long long x = columns.begin; x < columns.end; ++x) {
+      const TPoint3Di& s = row[x - columns.begin];
+      visit(static_cast<int>(x), s.z == 0 ? s : s + grid.offset);
     }
   }
 }
+// The same over a raster in memory.
+template <class StartRow, class Visit>
+void WalkRows(const TCoord& coord, RasterRows rows, StartRow start_row, Visit visit) {
+  WalkRows(GridOf(coord), rows,
+           coord.data.data() + static_cast<std::size_t>(rows.begin - coord.y0) * coord.width,
+           start_row, visit);
+}
+
+// The number of the n stored points that AcceptPoint takes.
+long long CountAcceptedRun(const TPoint3Di* stored, std::size_t n, TPoint3Di offset,
+                           const ExportBox* box);
 
 // The number of points of the raster's walk that AcceptPoint takes.
 long long CountAccepted(const TCoord& coord, const ExportBox* box);
+
+// One reading of a raster's file, on two threads: the extent SetMinMax would
+// find and, when `accepted` is not null, the number of points of the walk
+// that AcceptPoint takes. false when the rows could not be read.
+bool ScanRaster(const TCoordFile& file, const ExportBox* box, CoordExtent* extent,
+                long long* accepted);
 
 // Writes the ".txt" file: "nb points : <count>\n". A file that cannot be
 // created ends the process through error_msg.

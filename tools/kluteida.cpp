@@ -6,10 +6,12 @@
 #include <cstdlib>
 #include <memory>
 
-#include "geometry/tcoord.h"
+#include "geometry/coordextent.h"
+#include "geometry/tcoordfile.h"
 #include "image/timage.h"
 #include "tools/cloud_file.h"
 #include "tools/export.h"
+#include "util/error_msg.h"
 #include "util/nomfic.h"
 
 namespace {
@@ -18,6 +20,12 @@ struct FreeText {
   void operator()(char* text) const { std::free(text); }
 };
 using OwnedText = std::unique_ptr<char, FreeText>;
+
+// Prints the extent as a raster just read prints it.
+void ReportExtent(const CoordExtent& extent) {
+  TPoint3Di min, max;
+  extent.Report(min, max);
+}
 
 }  // namespace
 
@@ -30,11 +38,17 @@ int main(int argc, char** argv) {
   const ExportBox* box = args.has_box ? &args.box : nullptr;
   const std::size_t pairs = args.coordinates.size();
 
+  // The rasters are read by rows as they are walked, never held whole; what
+  // is printed is what reading each one and taking its extent prints.
   long long count = 0;
   for (std::size_t i = 0; i < pairs; ++i) {
-    TCoord coord(args.coordinates[i]);
-    coord.SetMinMax();
-    count += CountAccepted(coord, box);
+    TCoordFile raster(args.coordinates[i]);
+    raster.PrintSuccess();
+    CoordExtent extent(raster.offset);
+    long long accepted = 0;
+    if (!ScanRaster(raster, box, &extent, &accepted)) error_msg("ER_FILE_READ");
+    ReportExtent(extent);
+    count += accepted;
   }
   // The total is a signed 32-bit count.
   const int total = static_cast<int>(static_cast<unsigned>(count));
@@ -45,10 +59,17 @@ int main(int argc, char** argv) {
   // pair) where the image has no pixel.
   PointCloudFile cloud(OwnedText(nomfic(args.output, ".asc")).get());
   for (std::size_t i = 0; i < pairs; ++i) {
-    TCoord coord(args.coordinates[i]);
+    TCoordFile raster(args.coordinates[i]);
+    raster.PrintSuccess();
     TImage image(args.images[i]);
-    coord.SetMinMax();
-    cloud.AddPair(coord, image, box);
+    // The extent is printed once the lines are made, with nothing printed in
+    // between; a run stopped before prints it first, as a raster read whole would.
+    CoordExtent extent(raster.offset);
+    if (!cloud.AddPair(raster, image, box, &extent)) {
+      if (ScanRaster(raster, nullptr, &extent, nullptr)) ReportExtent(extent);
+      cloud.Fail();
+    }
+    ReportExtent(extent);
   }
   cloud.Commit();
   return 0;

@@ -13,9 +13,12 @@
 #include <string>
 #include <vector>
 
+#include "geometry/coordextent.h"
 #include "geometry/tcoord.h"
+#include "geometry/tcoordfile.h"
 #include "image/timage.h"
 #include "test_support.h"
+#include "tools/cloud_file.h"
 
 using namespace testsupport;
 
@@ -340,9 +343,11 @@ TEST_F(LargeExport, GivesTheBytesOfThePlainPath) {
   EXPECT_TRUE(ReadFile(dir_.file("out.asc")) == asc);
 }
 
-// A disk that fills up after the first megabyte: the run ends with
-// ER_FILE_WRITE, and neither the earlier cloud nor a partial one is left.
+// A disk that fills up after the first megabyte: the run prints what a
+// complete run prints up to the extent of the pair it stopped in, then ends
+// with ER_FILE_WRITE, and neither the earlier cloud nor a partial one is left.
 TEST_F(LargeExport, AWriteFailingMidwayLeavesNoCloud) {
+  const std::string complete = RunProgram(KLUTEIDA_TOOL, args_, dir_.path()).out;
   WriteFile(dir_.file("out.asc"), "a cloud from an earlier run\n");
   ChildResult r = RunInChild([&] {
     const rlimit limit{1 << 20, 1 << 20};
@@ -355,9 +360,36 @@ TEST_F(LargeExport, AWriteFailingMidwayLeavesNoCloud) {
     _exit(127);
   });
   EXPECT_EQ(r.status, 255);
-  const std::string end = " ER_FILE_WRITE. Terminated\n";
-  EXPECT_EQ(r.out.substr(r.out.size() - std::min(r.out.size(), end.size())), end);
+  // What a complete run prints up to the end of a pair, then the message.
+  const std::string end = Fatal("ER_FILE_WRITE");
+  ASSERT_GE(r.out.size(), end.size());
+  const std::string before = r.out.substr(0, r.out.size() - end.size());
+  EXPECT_EQ(r.out.substr(before.size()), end);
+  EXPECT_GT(before.size(), complete.find("Nombre"));
+  EXPECT_EQ(complete.substr(0, before.size()), before);
+  EXPECT_TRUE(before.size() == complete.size() ||
+              complete.compare(before.size(), 13, "Opening file ") == 0);
   EXPECT_TRUE(FileExists(dir_.file("out.txt")));
+  EXPECT_FALSE(FileExists(dir_.file("out.asc")));
+  EXPECT_FALSE(FileExists(dir_.file("out.asc.part")));
+}
+
+// A raster cut short by someone else while its lines are made: the rows that
+// can no longer be read end the run with ER_FILE_READ, and no cloud is left.
+TEST_F(LargeExport, ARasterCutShortMidwayLeavesNoCloud) {
+  WriteFile(dir_.file("out.asc"), "a cloud from an earlier run\n");
+  ChildResult r = RunInChild([&] {
+    if (chdir(dir_.path().c_str()) != 0) _exit(127);
+    PointCloudFile cloud("out.asc");
+    TCoordFile raster("a.cor");
+    TImage image("a.rvb");
+    if (truncate("a.cor", 12 * 200 * 90) != 0) _exit(127);  // the last 10 of 100 rows
+    CoordExtent extent(raster.offset);
+    if (!cloud.AddPair(raster, image, nullptr, &extent)) cloud.Fail();
+  });
+  EXPECT_EQ(r.status, 255);
+  const std::string end = Fatal("ER_FILE_READ");
+  EXPECT_EQ(r.out.substr(r.out.size() - std::min(r.out.size(), end.size())), end);
   EXPECT_FALSE(FileExists(dir_.file("out.asc")));
   EXPECT_FALSE(FileExists(dir_.file("out.asc.part")));
 }
