@@ -35,7 +35,7 @@
 // file removed, so no cloud is left that could pass for a complete one.
 class PointCloudFile {
  public:
-  static constexpr std::size_t kChunkPixels = 16384;
+  static constexpr std::size_t kChunkPixels = 32768;
 
   // Removes an earlier cloud of that name, creates the temporary file and
   // starts the helper; a file that cannot be created ends the process

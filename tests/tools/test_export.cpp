@@ -277,21 +277,21 @@ class LargeExport : public ::testing::Test {
  protected:
   void SetUp() override {
     Points a, b, c;
-    for (int j = 0; j < 120; ++j)
+    for (int j = 0; j < 240; ++j)
       for (int i = 0; i < 300; ++i)
         a.push_back({i * 37 - 5000, -j * 11, (i * 7 + j * 13) % 5 == 0 ? 0 : (i + j) % 41 - 3});
     for (int j = 0; j < 3; ++j)
-      for (int i = 0; i < 17000; ++i) b.push_back({i, j * 1000003, 100 + i % 977});
+      for (int i = 0; i < 40000; ++i) b.push_back({i, j * 1000003, 100 + i % 977});
     for (int k = 0; k < 1600; ++k) c.push_back({k % 40 * 25, k / 40 * 25, 250 + k});
-    WriteRaster(dir_, "a", "300 120 0\n1000 -2000 300\n", a);
-    WriteRaster(dir_, "b", "17000 3 0\n0 0 0\n-16990 5\n", b);
+    WriteRaster(dir_, "a", "300 240 0\n1000 -2000 300\n", a);
+    WriteRaster(dir_, "b", "40000 3 0\n0 0 0\n-39990 5\n", b);
     WriteRaster(dir_, "c", "40 40 0\n-7 8 -9\n", c);
     std::string rvb, wide, grey;
     for (int k = 0; k < 200 * 100 * 3; ++k) rvb += static_cast<char>(k * 7 % 251);
     for (int k = 0; k < 5 * 4; ++k) wide += Le16(0x1234 * k);
     for (int k = 0; k < 40 * 40; ++k) grey += static_cast<char>(k % 256);
-    dir_.Write({{"a.rvb", rvb},
-                {"a.dim", "200 100\n-offset_x 50 -offset_y 10\n"},
+    dir_.Write({{"ai.rvb", rvb},
+                {"ai.dim", "200 100\n-offset_x 50 -offset_y 10\n"},
                 {"b.uml", UmlHeader(5, 4, 9, 1) + wide},
                 {"c.pgm", "P5\n# c\n40 40\n255\n" + grey}});
   }
@@ -302,13 +302,10 @@ class LargeExport : public ::testing::Test {
     std::string asc;
     unsigned char rgb[3] = {0, 0, 0};
     *count = 0;
-    for (const char* stem : {"a", "b", "c"}) {
+    for (std::size_t pair = 0; pair < 3; ++pair) {
       testing::internal::CaptureStdout();
-      TCoord coord(dir_.file(std::string(stem) + ".cor").c_str());
-      TImage image(dir_.file(std::string(stem) + (stem[0] == 'a'   ? ".rvb"
-                                                  : stem[0] == 'b' ? ".uml"
-                                                                   : ".pgm"))
-                       .c_str());
+      TCoord coord(dir_.file(args_[1 + 2 * pair]).c_str());
+      TImage image(dir_.file(args_[2 + 2 * pair]).c_str());
       testing::internal::GetCapturedStdout();
       for (int y = coord.y0; y < coord.y0 + coord.height; ++y)
         for (int x = coord.x0; x < coord.x0 + coord.width; ++x) {
@@ -328,8 +325,8 @@ class LargeExport : public ::testing::Test {
     return asc;
   }
 
-  const std::vector<std::string> args_ = {"3",     "a.cor", "a.rvb", "b.cor",
-                                          "b.uml", "c.cor", "c.pgm", "out.bin"};
+  const std::vector<std::string> args_ = {"3",     "a.cor", "ai.rvb", "b.cor",
+                                          "b.uml", "c.cor", "c.pgm",  "out.bin"};
   TempDir dir_;
 };
 
@@ -382,8 +379,8 @@ TEST_F(LargeExport, ARasterCutShortMidwayLeavesNoCloud) {
     if (chdir(dir_.path().c_str()) != 0) _exit(127);
     PointCloudFile cloud("out.asc");
     TCoordFile raster("a.cor");
-    TImage image("a.rvb");
-    if (truncate("a.cor", 12 * 200 * 90) != 0) _exit(127);  // the last 10 of 100 rows
+    TImage image("ai.rvb");
+    if (truncate("a.cor", 12 * 300 * 200) != 0) _exit(127);  // the last 40 of 240 rows
     CoordExtent extent(raster.offset);
     if (!cloud.AddPair(raster, image, nullptr, &extent)) cloud.Fail();
   });
