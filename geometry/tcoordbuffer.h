@@ -19,8 +19,7 @@ static_assert(sizeof(TPoint3Di) == 12, "a coordinate element is three packed 32-
 // (transparent huge pages where available) so that reading a file into them
 // costs little more than the read itself; small ones come from calloc. The
 // last large mapping released is kept for the next large raster, so that a
-// raster read again (as the export tool's two passes do) neither faults nor
-// clears its pages a second time.
+// raster read again neither faults nor clears its pages a second time.
 class TCoordBuffer {
  public:
   // What the new elements hold: (0, 0, 0), or whatever the caller is about to
