@@ -12,6 +12,7 @@ foreach(dir IN LISTS KLUTEIDA_SUBSYSTEMS)
           PATTERN "candidate_store.h" EXCLUDE
           PATTERN "window_source.h" EXCLUDE
           PATTERN "cfile.h" EXCLUDE
+          PATTERN "coord_texts.h" EXCLUDE
           PATTERN "camera_files.h" EXCLUDE
           PATTERN "int_conversion.h" EXCLUDE
           PATTERN "terminate.h" EXCLUDE)

@@ -120,13 +120,41 @@ KLUTEIDA_AVX2 void AddAvx2(const TPoint3Di* stored, std::size_t n, TPoint3Di off
 using AddFn = void (*)(const TPoint3Di*, std::size_t, TPoint3Di, Bounds&);
 AddFn ChooseAdd() { return __builtin_cpu_supports("avx2") ? AddAvx2 : AddPortable; }
 
+bool Valid(const TPoint3Di& stored, int offset_z) {
+  return stored.z != 0 && geometry_detail::WrapAdd(stored.z, offset_z) > 0;
+}
+
+std::size_t CountValidPortable(const TPoint3Di* stored, std::size_t n, int offset_z) {
+  std::size_t count = 0;
+  for (std::size_t i = 0; i < n; ++i) count += Valid(stored[i], offset_z);
+  return count;
+}
+
+// Eight points at a time as in AddAvx2, looking at the z lanes only.
+__attribute__((target("avx2,popcnt"))) std::size_t CountValidAvx2(const TPoint3Di* stored,
+                                                                  std::size_t n, int offset_z) {
+  const std::size_t blocks = n / 8;
+  const __m256i oz = _mm256_set1_epi32(offset_z), zero = _mm256_setzero_si256();
+  const int z_lanes[3] = {0x24, 0x49, 0x92};
+  std::size_t count = 0;
+  const auto* in = reinterpret_cast<const __m256i*>(stored);
+  for (std::size_t i = 0; i < blocks; ++i)
+    for (int k = 0; k < 3; ++k) {
+      const __m256i v = _mm256_loadu_si256(in + 3 * i + k);
+      const __m256i ok = _mm256_andnot_si256(_mm256_cmpeq_epi32(v, zero),
+                                             _mm256_cmpgt_epi32(_mm256_add_epi32(v, oz), zero));
+      count += static_cast<std::size_t>(_mm_popcnt_u32(
+          static_cast<unsigned>(_mm256_movemask_ps(_mm256_castsi256_ps(ok)) & z_lanes[k])));
+    }
+  return count + CountValidPortable(stored + 8 * blocks, n - 8 * blocks, offset_z);
+}
+
 }  // namespace
 
 void CoordExtent::Add(const TPoint3Di* stored, std::size_t n) {
   std::size_t i = 0;
   if (!seeded_) {
-    while (i < n && !(stored[i].z != 0 && geometry_detail::WrapAdd(stored[i].z, offset_.z) > 0))
-      ++i;
+    while (i < n && !Valid(stored[i], offset_.z)) ++i;
     if (i == n) return;
     seed_ = lo_ = hi_ = stored[i] + offset_;
     seeded_ = true;
@@ -136,6 +164,11 @@ void CoordExtent::Add(const TPoint3Di* stored, std::size_t n) {
   add(stored + i, n - i, offset_, b);
   lo_ = TPoint3Di(b.lo_x, b.lo_y, b.lo_z);
   hi_ = TPoint3Di(b.hi_x, b.hi_y, b.hi_z);
+}
+
+std::size_t CountValidPoints(const TPoint3Di* stored, std::size_t n, int offset_z) {
+  static const bool avx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("popcnt");
+  return avx2 ? CountValidAvx2(stored, n, offset_z) : CountValidPortable(stored, n, offset_z);
 }
 
 void CoordExtent::Append(const CoordExtent& later) {

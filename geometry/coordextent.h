@@ -38,4 +38,7 @@ class CoordExtent {
   TPoint3Di seed_, lo_, hi_;
 };
 
+// The number of the n stored points that are valid in that sense.
+std::size_t CountValidPoints(const TPoint3Di* stored, std::size_t n, int offset_z);
+
 #endif  // KLUTEIDA_GEOMETRY_COORDEXTENT_H

@@ -9,26 +9,22 @@
 #include <string>
 
 #include "geometry/cfile.h"
+#include "geometry/coord_texts.h"
 #include "geometry/coordextent.h"
 #include "geometry/overlap.h"
 #include "geometry/tcoordfile.h"
 #include "geometry/wrapint.h"
 #include "util/error_msg.h"
 
-using geometry_detail::CFile;
+// The raster texts, CFile and the element count.
+using namespace geometry_detail;
 
 namespace {
 
-const char kOpening[] = "Opening file %s...";
-const char kSuccess[] = "  Success\n";
 const char kSaved[] = "The output saved to files: %s%s\n";
 const char kOutOfRange[] = "Point coord-s are out of range\n";
-const char kHeaderLine[] = "%d %d %d\n";
 const char kOriginLine[] = "%d %d \n";
 
-const char kErrOpenPair[] = "Error opening coor or dimention file\n";
-const char kErrMemAlloc[] = "ER_MEM_ALLOC";
-const char kErrFileRead[] = "ER_FILE_READ";
 const char kErrSaveHeader[] = "Opening dimention file failed\n";
 const char kErrSaveCoords[] = "Opening coor file failed";
 
@@ -37,10 +33,6 @@ long long RegularFileSize(std::FILE* f) {
   struct stat st;
   if (fstat(fileno(f), &st) != 0 || !S_ISREG(st.st_mode)) return -1;
   return static_cast<long long>(st.st_size);
-}
-
-std::size_t ElementCount(unsigned short width, unsigned short height) {
-  return static_cast<std::size_t>(width) * height;
 }
 
 }  // namespace
@@ -64,7 +56,7 @@ TCoord::TCoord(int width, int height, unsigned char type, TPoint3Di offset, int 
       offset(offset),
       x0(x0),
       y0(y0) {
-  if (!data.Allocate(ElementCount(this->width, this->height))) error_msg(kErrMemAlloc);
+  if (!data.Allocate(CoordElementCount(this->width, this->height))) error_msg(kErrMemAlloc);
 }
 
 TCoord::~TCoord() = default;
@@ -74,14 +66,14 @@ void TCoord::Initialize(TPoint3Di p) {
 }
 
 void TCoord::Initialize(const char* name) {
-  std::printf(kOpening, name);
+  std::printf(kCoordOpening, name);
   CFile file(std::fopen(name, "r"));
   if (!file) error_msg(kErrOpenPair);
   int w = 0, h = 0;
   std::fscanf(file.get(), "%d %d \n", &w, &h);
   width = static_cast<unsigned short>(w);
   height = static_cast<unsigned short>(h);
-  const std::size_t count = ElementCount(width, height);
+  const std::size_t count = CoordElementCount(width, height);
   // Three numbers and their separators take at least six characters, less
   // one for the last: a regular file too short for the declared size is
   // refused before any memory is claimed.
@@ -101,7 +93,7 @@ void TCoord::Initialize(const char* name) {
     e = TPoint3Di(x, y, z);
   }
   file.reset();
-  std::printf("%s", kSuccess);
+  std::printf("%s", kCoordSuccess);
 }
 
 int TCoord::Save(const char* name, int w, int h, int xs, int ys) {
@@ -115,8 +107,8 @@ int TCoord::Save(const char* name, int w, int h, int xs, int ys) {
 
   CFile dim(std::fopen(header.c_str(), "w"));
   if (!dim) error_msg(kErrSaveHeader);
-  std::fprintf(dim.get(), kHeaderLine, w, h, type);
-  std::fprintf(dim.get(), kHeaderLine, offset.x, offset.y, offset.z);
+  std::fprintf(dim.get(), kCoordHeaderLine, w, h, type);
+  std::fprintf(dim.get(), kCoordHeaderLine, offset.x, offset.y, offset.z);
   std::fprintf(dim.get(), kOriginLine, geometry_detail::WrapAdd(xs, x0),
                geometry_detail::WrapAdd(ys, y0));
   dim.reset();

@@ -11,27 +11,18 @@
 #include <cstring>
 
 #include "geometry/cfile.h"
+#include "geometry/coord_texts.h"
 #include "util/error_msg.h"
 
-using geometry_detail::CFile;
+// The raster texts, CFile and the element count.
+using namespace geometry_detail;
 
 namespace {
 
-const char kOpening[] = "Opening file %s...";
-const char kSuccess[] = "  Success\n";
-const char kHeaderLine[] = "%d %d %d\n";
-
 const char kErrExtension[] = "ER_EXTENSION";
-const char kErrOpenPair[] = "Error opening coor or dimention file\n";
 const char kErrFileOpen[] = "ER_FILE_OPEN";
-const char kErrMemAlloc[] = "ER_MEM_ALLOC";
-const char kErrFileRead[] = "ER_FILE_READ";
 
 constexpr std::size_t kBytesPerCoord = sizeof(TPoint3Di);
-
-std::size_t ElementCount(unsigned short width, unsigned short height) {
-  return static_cast<std::size_t>(width) * height;
-}
 
 // Reads exactly n bytes at `at` (or, with at < 0, from the current position);
 // false on an error or an early end of file.
@@ -59,7 +50,7 @@ bool geometry_detail::CoordHeaderName(const char* name, std::string& header) {
 }
 
 TCoordFile::TCoordFile(const char* name) {
-  std::printf(kOpening, name);
+  std::printf(kCoordOpening, name);
   std::string header;
   if (!geometry_detail::CoordHeaderName(name, header)) error_msg(kErrExtension);
 
@@ -69,8 +60,8 @@ TCoordFile::TCoordFile(const char* name) {
   // stays 0.
   int w = 0, h = 0, t = 0;
   int ox = 0, oy = 0, oz = 0;
-  std::fscanf(dim.get(), kHeaderLine, &w, &h, &t);
-  std::fscanf(dim.get(), kHeaderLine, &ox, &oy, &oz);
+  std::fscanf(dim.get(), kCoordHeaderLine, &w, &h, &t);
+  std::fscanf(dim.get(), kCoordHeaderLine, &ox, &oy, &oz);
   width = static_cast<unsigned short>(w);
   height = static_cast<unsigned short>(h);
   type = static_cast<unsigned char>(t);
@@ -83,7 +74,7 @@ TCoordFile::TCoordFile(const char* name) {
 
   fd_ = ::open(name, O_RDONLY | O_CLOEXEC);
   if (fd_ < 0) error_msg(kErrFileOpen);
-  const std::size_t count = ElementCount(width, height);
+  const std::size_t count = CoordElementCount(width, height);
   struct stat st;
   const bool regular = fstat(fd_, &st) == 0 && S_ISREG(st.st_mode);
   if (regular) {
@@ -105,7 +96,7 @@ TCoordFile::~TCoordFile() {
   if (fd_ >= 0) ::close(fd_);
 }
 
-void TCoordFile::PrintSuccess() const { std::printf("%s", kSuccess); }
+void TCoordFile::PrintSuccess() const { std::printf("%s", kCoordSuccess); }
 
 bool TCoordFile::ReadRows(std::size_t first, std::size_t count, TPoint3Di* out) const {
   if (first > height || count > height - first) return false;
@@ -125,7 +116,7 @@ void TCoordFile::ReadAll(TCoordBuffer& data) {
     held_.Allocate(0);
     return;
   }
-  if (!data.Allocate(ElementCount(width, height), TCoordBuffer::Fill::kOverwritten))
+  if (!data.Allocate(CoordElementCount(width, height), TCoordBuffer::Fill::kOverwritten))
     error_msg(kErrMemAlloc);
   if (!ReadRows(0, height, data.data())) error_msg(kErrFileRead);
 }

@@ -1,7 +1,5 @@
 #include "tools/export.h"
 
-#include <immintrin.h>
-
 #include <algorithm>
 #include <cstdio>
 #include <cstdlib>
@@ -11,7 +9,6 @@
 #include <thread>
 #include <vector>
 
-#include "geometry/wrapint.h"
 #include "util/error_msg.h"
 #include "util/find_flag.h"
 #include "util/large_buffer.h"
@@ -57,45 +54,11 @@ void FetchColourByBands(TImage& image, int x, int y, unsigned char rgb[3]) {
   }
 }
 
-namespace {
-
-// The points with z >= 1 once the offset is added; a stored z of 0 stays 0.
-long long CountValidPortable(const TPoint3Di* stored, std::size_t n, int offset_z) {
-  long long count = 0;
-  for (std::size_t i = 0; i < n; ++i) {
-    const int z = stored[i].z;
-    count += z != 0 && geometry_detail::WrapAdd(z, offset_z) >= 1;
-  }
-  return count;
-}
-
-// Eight points at a time as three vectors of interleaved components, looking
-// at the z lanes only.
-__attribute__((target("avx2,popcnt"))) long long CountValidAvx2(const TPoint3Di* stored,
-                                                                std::size_t n, int offset_z) {
-  const std::size_t blocks = n / 8;
-  const __m256i oz = _mm256_set1_epi32(offset_z), zero = _mm256_setzero_si256();
-  const int z_lanes[3] = {0x24, 0x49, 0x92};
-  long long count = 0;
-  const auto* in = reinterpret_cast<const __m256i*>(stored);
-  for (std::size_t i = 0; i < blocks; ++i)
-    for (int k = 0; k < 3; ++k) {
-      const __m256i v = _mm256_loadu_si256(in + 3 * i + k);
-      const __m256i ok = _mm256_andnot_si256(_mm256_cmpeq_epi32(v, zero),
-                                             _mm256_cmpgt_epi32(_mm256_add_epi32(v, oz), zero));
-      count += _mm_popcnt_u32(
-          static_cast<unsigned>(_mm256_movemask_ps(_mm256_castsi256_ps(ok)) & z_lanes[k]));
-    }
-  return count + CountValidPortable(stored + 8 * blocks, n - 8 * blocks, offset_z);
-}
-
-}  // namespace
-
 long long CountAcceptedRun(const TPoint3Di* stored, std::size_t n, TPoint3Di offset,
                            const ExportBox* box) {
   if (!box) {
-    static const bool avx2 = __builtin_cpu_supports("avx2") && __builtin_cpu_supports("popcnt");
-    return avx2 ? CountValidAvx2(stored, n, offset.z) : CountValidPortable(stored, n, offset.z);
+    // z >= 1 once the offset is added: the valid points.
+    return static_cast<long long>(CountValidPoints(stored, n, offset.z));
   }
   long long count = 0;
   for (std::size_t i = 0; i < n; ++i) {
