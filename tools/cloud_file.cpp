@@ -40,6 +40,33 @@ bool WriteAll(int fd, const char* bytes, std::size_t n) {
   return true;
 }
 
+// The lines of the points of one row with z >= 1 once offset, their colours
+// fetched from `row`, which determines every column. Returns the column of
+// the last line, -1 when none.
+long long ValidRowLines(const TPoint3Di* points, RasterRows columns, TPoint3Di offset,
+                        const ColourRow& row, PointLineFormatter& formatter, char** out) {
+  const std::size_t n = static_cast<std::size_t>(columns.end - columns.begin);
+  const unsigned char* grey = row.GreyFrom(columns.begin);
+  char* o = *out;
+  std::size_t last = n;
+  for (std::size_t i = 0; i < n; ++i) {
+    const TPoint3Di& s = points[i];
+    if (s.z == 0) continue;  // an empty pixel keeps its stored z of 0
+    const TPoint3Di p = s + offset;
+    if (p.z < 1) continue;
+    if (grey) {
+      o = formatter.FormatGrey(p.x, p.y, p.z, grey[i], o);
+    } else {
+      unsigned char rgb[3];
+      row.Fetch(static_cast<int>(columns.begin + static_cast<long long>(i)), rgb);
+      o = formatter.Format(p.x, p.y, p.z, rgb, o);
+    }
+    last = i;
+  }
+  *out = o;
+  return last == n ? -1 : columns.begin + static_cast<long long>(last);
+}
+
 }  // namespace
 
 PointCloudFile::PointCloudFile(std::string path)
@@ -94,18 +121,36 @@ bool PointCloudFile::Process(const Chunk& chunk, Worker& worker) {
   }
   unsigned char rgb[3] = {0, 0, 0};
   bool known = false;  // whether rgb holds the colour the serial walk would
-  ColourRow row(*chunk.image, 0);
-  WalkRows(
-      chunk.grid, chunk.rows, stored, [&](int y) { row = ColourRow(*chunk.image, y); },
-      [&](int x, const TPoint3Di& p) {
-        if (!AcceptPoint(p.x, p.y, p.z, chunk.box)) return;
-        if (!known) {
-          if (!row.Determines(x) && !StartColour(chunk.index, rgb)) throw Stopped{};
-          known = true;
-        }
-        row.Fetch(x, rgb);
-        out = worker.formatter->Format(p.x, p.y, p.z, rgb, out);
-      });
+  PointLineFormatter& formatter = *worker.formatter;
+  const RasterRows columns = ColumnsOf(chunk.grid);
+  for (long long y = chunk.rows.begin; y < chunk.rows.end; ++y) {
+    const ColourRow row(*chunk.image, static_cast<int>(y));
+    const TPoint3Di* points =
+        stored + static_cast<std::size_t>(y - chunk.rows.begin) * chunk.grid.width;
+    if (!chunk.box && columns.begin < columns.end &&
+        row.DeterminesAll(columns.begin, columns.end)) {
+      // Every point of the row takes its colour from the image: no colour
+      // carried in, only the valid points.
+      const long long last =
+          ValidRowLines(points, columns, chunk.grid.offset, row, formatter, &out);
+      if (last >= 0) {
+        row.Fetch(static_cast<int>(last), rgb);
+        known = true;
+      }
+      continue;
+    }
+    WalkRows(
+        chunk.grid, {y, y + 1}, points, [](int) {},
+        [&](int x, const TPoint3Di& p) {
+          if (!AcceptPoint(p.x, p.y, p.z, chunk.box)) return;
+          if (!known) {
+            if (!row.Determines(x) && !StartColour(chunk.index, rgb)) throw Stopped{};
+            known = true;
+          }
+          row.Fetch(x, rgb);
+          out = formatter.Format(p.x, p.y, p.z, rgb, out);
+        });
+  }
   const std::size_t length = static_cast<std::size_t>(out - text);
   {
     std::unique_lock<std::mutex> lock(mutex_);

@@ -73,6 +73,18 @@ class ColourRow {
     return c >= 0 && c < image_->width;
   }
 
+  // Whether Fetch sets all three bytes from the image alone for every
+  // column of [begin, end), a range that is not empty.
+  bool DeterminesAll(long long begin, long long end) const {
+    return direct_ && row_ && bands_ > 0 && begin >= image_->offset_x &&
+           end <= static_cast<long long>(image_->offset_x) + image_->width;
+  }
+  // For a one-band byte image, the bytes of the row from column x on, x
+  // being a column that Determines; else null.
+  const unsigned char* GreyFrom(long long x) const {
+    return direct_ && bands_ == 1 ? row_ + (x - image_->offset_x) : nullptr;
+  }
+
   void Fetch(int x, unsigned char rgb[3]) const {
     if (!direct_) return FetchColourByBands(*image_, x, y_, rgb);
     const long long c = static_cast<long long>(x) - image_->offset_x;

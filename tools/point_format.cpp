@@ -3,7 +3,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <initializer_list>
+#include <new>
 
 namespace {
 
@@ -12,19 +12,13 @@ constexpr char kDigitPairs[] =
     "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
     "8081828384858687888990919293949596979899";
 
-// The decimal text of every colour byte, as "%d" writes it, and the end of
-// the line of every grey colour, " v v v\n".
+// The decimal text of every colour byte, as "%d" writes it.
 struct ByteTexts {
   char text[256][4];
   unsigned char length[256];
-  char grey[256][16];
-  unsigned char grey_length[256];
   ByteTexts() {
-    for (int v = 0; v < 256; ++v) {
+    for (int v = 0; v < 256; ++v)
       length[v] = static_cast<unsigned char>(std::snprintf(text[v], 4, "%d", v));
-      grey_length[v] =
-          static_cast<unsigned char>(std::snprintf(grey[v], 16, " %d %d %d\n", v, v, v));
-    }
   }
 };
 const ByteTexts kByteTexts;
@@ -117,37 +111,27 @@ char* FormatPointLine(int x, int y, int z, const unsigned char rgb[3], char* out
   return out;
 }
 
-PointLineFormatter::PointLineFormatter() {
-  // Every slot starts as the text of 0, which is right for key 0 wherever it
-  // sits: a lookup compares the key.
-  Entry zero{};
-  zero.length = static_cast<unsigned char>(FormatFixed6(0.0f, zero.text) - zero.text);
-  for (Table* table : {&x_, &y_, &z_})
-    for (Entry& slot : *table) slot = zero;
+const PointLineFormatter::GreyEnds PointLineFormatter::kGreyEnds;
+
+PointLineFormatter::GreyEnds::GreyEnds() {
+  for (int v = 0; v < 256; ++v)
+    length[v] = static_cast<unsigned char>(std::snprintf(text[v], 16, "%d %d %d\n", v, v, v));
 }
 
-char* PointLineFormatter::Coordinate(Table& table, int v, char* out) {
-  Entry& slot = table[static_cast<unsigned>(v) & (kSlots - 1)];
-  if (slot.key != v) {
-    slot.key = v;
-    slot.length =
-        static_cast<unsigned char>(FormatFixed6(CentimetresToMetres(v), slot.text) - slot.text);
-  }
-  std::memcpy(out, slot.text, 16);  // coordinates are at most 16 characters
-  return out + slot.length;
+PointLineFormatter::PointLineFormatter()
+    : tables_(static_cast<Entry*>(std::calloc(3 * kSlots, sizeof(Entry)))) {
+  if (!tables_) throw std::bad_alloc();
+  for (int t = 0; t < 3; ++t) Fill(tables_[t * kSlots + kSlots - 1], -1);
 }
 
-char* PointLineFormatter::Format(int x, int y, int z, const unsigned char rgb[3], char* out) {
-  out = Coordinate(x_, x, out);
-  *out++ = ' ';
-  out = Coordinate(y_, y, out);
-  *out++ = ' ';
-  out = Coordinate(z_, z, out);
-  if (rgb[0] == rgb[1] && rgb[1] == rgb[2]) {
-    std::memcpy(out, kByteTexts.grey[rgb[0]], 16);
-    return out + kByteTexts.grey_length[rgb[0]];
-  }
-  *out++ = ' ';
+void PointLineFormatter::Fill(Entry& slot, int v) {
+  slot.key = ~static_cast<unsigned>(v);
+  char* end = FormatFixed6(CentimetresToMetres(v), slot.text);
+  *end++ = ' ';
+  slot.length = static_cast<unsigned char>(end - slot.text);
+}
+
+char* PointLineFormatter::ColourEnd(const unsigned char rgb[3], char* out) {
   out = AppendByte(rgb[0], out);
   *out++ = ' ';
   out = AppendByte(rgb[1], out);

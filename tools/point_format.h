@@ -3,6 +3,9 @@
 #define KLUTEIDA_TOOLS_POINT_FORMAT_H
 
 #include <cstddef>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
 
 // Longest text FormatFixed6 produces: sign, 39 integer digits of FLT_MAX, the
 // point and six decimals.
@@ -35,23 +38,65 @@ char* FormatPointLine(int x, int y, int z, const unsigned char rgb[3], char* out
 // The same line, with the text of recent coordinate values kept in small
 // direct-mapped tables, one per component: along a raster's rows x changes
 // steadily, y hardly ever, z within a narrow range, so most values come back.
+// Inline: the export calls it for every point.
 class PointLineFormatter {
  public:
   PointLineFormatter();
-  char* Format(int x, int y, int z, const unsigned char rgb[3], char* out);
+
+  char* Format(int x, int y, int z, const unsigned char rgb[3], char* out) {
+    out = Coordinates(x, y, z, out);
+    if (rgb[0] == rgb[1] && rgb[1] == rgb[2]) return GreyEnd(rgb[0], out);
+    return ColourEnd(rgb, out);
+  }
+  // The line of a point whose three colour bytes are v.
+  char* FormatGrey(int x, int y, int z, unsigned char v, char* out) {
+    return GreyEnd(v, Coordinates(x, y, z, out));
+  }
 
  private:
+  // A coordinate's text followed by its blank, at most 17 characters. The
+  // key is the complement of the value, so that a slot of zero bytes holds
+  // the key of -1, which only the last slot can be asked for.
   struct Entry {
-    int key;
+    unsigned key;
     unsigned char length;
     char text[19];
   };
-  static constexpr unsigned kSlots = 4096;  // per component, indexed by the low bits
-  using Table = Entry[kSlots];
+  static constexpr unsigned kSlots = 4096;  // per table, indexed by the low bits
 
-  static char* Coordinate(Table& table, int v, char* out);
+  static void Fill(Entry& slot, int v);
+  static char* Coordinate(Entry* table, int v, char* out) {
+    Entry& slot = table[static_cast<unsigned>(v) & (kSlots - 1)];
+    if (slot.key != ~static_cast<unsigned>(v)) Fill(slot, v);
+    std::memcpy(out, slot.text, 16);
+    out[16] = slot.text[16];
+    return out + slot.length;
+  }
+  char* Coordinates(int x, int y, int z, char* out) {
+    Entry* const x_table = tables_.get();
+    return Coordinate(x_table + 2 * kSlots, z,
+                      Coordinate(x_table + kSlots, y, Coordinate(x_table, x, out)));
+  }
+  // The line's end after the coordinates for each grey value, "v v v\n".
+  struct GreyEnds {
+    GreyEnds();
+    char text[256][16];
+    unsigned char length[256];
+  };
+  static const GreyEnds kGreyEnds;
+  static char* GreyEnd(unsigned char v, char* out) {
+    std::memcpy(out, kGreyEnds.text[v], 16);
+    return out + kGreyEnds.length[v];
+  }
+  // "r g b\n".
+  static char* ColourEnd(const unsigned char rgb[3], char* out);
 
-  Table x_, y_, z_;
+  struct Free {
+    void operator()(Entry* tables) const { std::free(tables); }
+  };
+  // The x, y and z tables in a row, from zeroed memory: a slot's page is
+  // only touched once a value lands in it.
+  std::unique_ptr<Entry[], Free> tables_;
 };
 
 #endif  // KLUTEIDA_TOOLS_POINT_FORMAT_H

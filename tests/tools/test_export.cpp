@@ -270,9 +270,10 @@ TEST(Export, FailuresEndWithTheReadersMessage) {
 }
 
 // Three pairs large enough for many chunks of lines on both threads: a raster
-// wider than a chunk (one row each), colour and 16-bit images that cover only
-// part of their rasters, so that chunks start outside the image and carry the
-// colour over from the chunk before, across pairs too.
+// wider than a chunk (one row each), colour, 16-bit and grey images that
+// cover only some rows of their rasters, so that chunks start outside the
+// image and carry the colour over from the chunk before, across pairs too,
+// and rows wholly inside the image hand their last colour to rows outside.
 class LargeExport : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -287,13 +288,13 @@ class LargeExport : public ::testing::Test {
     WriteRaster(dir_, "b", "40000 3 0\n0 0 0\n-39990 5\n", b);
     WriteRaster(dir_, "c", "40 40 0\n-7 8 -9\n", c);
     std::string rvb, wide, grey;
-    for (int k = 0; k < 200 * 100 * 3; ++k) rvb += static_cast<char>(k * 7 % 251);
+    for (int k = 0; k < 300 * 100 * 3; ++k) rvb += static_cast<char>(k * 7 % 251);
     for (int k = 0; k < 5 * 4; ++k) wide += Le16(0x1234 * k);
-    for (int k = 0; k < 40 * 40; ++k) grey += static_cast<char>(k % 256);
+    for (int k = 0; k < 40 * 30; ++k) grey += static_cast<char>(k % 256);
     dir_.Write({{"ai.rvb", rvb},
-                {"ai.dim", "200 100\n-offset_x 50 -offset_y 10\n"},
+                {"ai.dim", "300 100\n-offset_x 0 -offset_y 10\n"},
                 {"b.uml", UmlHeader(5, 4, 9, 1) + wide},
-                {"c.pgm", "P5\n# c\n40 40\n255\n" + grey}});
+                {"c.pgm", "P5\n# c\n40 30\n255\n" + grey}});
   }
 
   // The cloud worked out point by point with printf, one colour carried
