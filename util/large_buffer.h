@@ -14,7 +14,8 @@
 void* AllocateLarge(std::size_t bytes);
 
 // A scratch buffer that keeps its memory from one use to the next and grows
-// through AllocateLarge.
+// through AllocateLarge, always from at least 1 MiB so that it lies on huge
+// pages (what is copied into it, rows of a file, goes faster).
 class LargeBuffer {
  public:
   // The buffer, with room for at least `bytes` bytes (its contents lost when
